@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "zumra/settings/common/GroupNameMatcher.h"
+
+namespace zumra::settings::server {
+
+/// Who is at the other end of a connection. Absent numbers are unknown.
+struct Identity {
+    std::optional<std::uint32_t> uid;
+    std::set<std::uint32_t> gids;
+    std::optional<std::int32_t> pid;
+};
+
+/// The groups that only some may read or write.
+struct RestrictedGroups {
+    struct Users {
+        bool everyone = false;
+        std::set<std::uint32_t> uids;
+        std::set<std::uint32_t> gids;
+    };
+    struct Rule {
+        common::GroupNameMatcher groups;
+        Users readers;
+        Users writers;
+    };
+    /// A group that several rules match may be used by those whom every one of them allows.
+    std::vector<Rule> rules;
+};
+
+/// Gives the store its restricted groups.
+class ZUMRA_EXPORT IRestrictedSettingsLoader {
+public:
+    virtual ~IRestrictedSettingsLoader();
+    virtual RestrictedGroups LoadRestrictedGroups() = 0;
+};
+
+}  // namespace zumra::settings::server
