@@ -13,9 +13,21 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release)
 endif()
 
+# Paths in messages are relative to the project, wherever it is built; in a debug build the debugger still gets whole
+# ones. ccache, told the project's place, hands the compiler paths relative to the build folder: both forms are mapped.
+file(RELATIVE_PATH ZUMRA_UP "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+set(ZUMRA_MAP -ffile-prefix-map)
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+    set(ZUMRA_MAP -fmacro-prefix-map)
+endif()
+add_compile_options("${ZUMRA_MAP}=${CMAKE_SOURCE_DIR}/=" "${ZUMRA_MAP}=${ZUMRA_UP}=")
+
 find_program(ZUMRA_CCACHE ccache)
 if(ZUMRA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${ZUMRA_CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "${ZUMRA_CCACHE}")
+    if(ZUMRA_MAP STREQUAL "-ffile-prefix-map")
+        list(INSERT CMAKE_CXX_COMPILER_LAUNCHER 1 CCACHE_NOHASHDIR=1)
+    endif()
 endif()
 
 find_package(Threads REQUIRED)
@@ -27,8 +39,6 @@ elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # g++ 12 sees overlapping copies in every assignment of a short literal to a std::string.
     add_compile_options(-Wno-restrict)
 endif()
-# Paths in messages are relative to the project, wherever it is built.
-add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
 if(ZUMRA_SANITIZE)
     add_compile_options(-fsanitize=${ZUMRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${ZUMRA_SANITIZE})
