@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# library_faces.sh PREFIX PROJECT: fails when an installed library has another soname than it should, needs more than
+# the C++ runtime and threads, offers more than its public face, or when an installed file names the project's place.
+set -euo pipefail
+prefix=$1 project=$2
+status=0
+
+fault() {
+    echo "$*"
+    status=1
+}
+
+# Every offered name belongs to the project; names of the standard library's templates come along with it.
+strangers() {
+    nm -DC --defined-only "$1" | cut -d' ' -f3- |
+        grep -vE '^(vtable for |typeinfo for |typeinfo name for |VTT for |non-virtual thunk to |guard variable for )?(.*[ (&*<])?(zumra|std|__gnu_cxx)::' || true
+}
+
+check_library() {
+    local name=$1 needs=$2 file dynamic need offered
+    file=$(find "$prefix" -name "$name.so.1")
+    [ -n "$file" ] || { fault "$name.so.1 is not installed"; return; }
+    dynamic=$(readelf -dW "$file")
+    grep -q "SONAME.*\[$name.so.1\]" <<<"$dynamic" || fault "$name has another soname"
+    for need in $(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic"); do
+        grep -qE "^($needs|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libm\.so\.6|libc\.so\.6|ld-linux.*)$" <<<"$need" ||
+            fault "$name needs $need"
+    done
+    [ -z "$(strangers "$file")" ] || fault "$name offers names that are not the project's:" "$(strangers "$file")"
+    offered=$(nm -DC --defined-only "$file" | grep -c ' zumra::') || fault "$name offers nothing"
+    echo "$name: $offered names offered"
+}
+
+check_library libzumra none
+check_library libzumra-settings 'libzumra\.so\.1'
+if grep -rlF "$project/" "$prefix"; then
+    fault "the files above name $project"
+fi
+exit $status
