@@ -24,3 +24,11 @@ function(zumra_unit_test folder)
     add_test(NAME unit-${folder} COMMAND unit-${folder})
     set_tests_properties(unit-${folder} PROPERTIES LABELS unit TIMEOUT 600)
 endfunction()
+
+# zumra_dashed_name(IniReaderFuzz Fuzz result): ini-reader.
+function(zumra_dashed_name name suffix result)
+    string(REGEX REPLACE "${suffix}$" "" name "${name}")
+    string(REGEX REPLACE "([a-z0-9])([A-Z])" "\\1-\\2" name "${name}")
+    string(TOLOWER "${name}" name)
+    set(${result} "${name}" PARENT_SCOPE)
+endfunction()
