@@ -4,6 +4,8 @@
 
 namespace zumra::settings::server {
 
+/// The INI text as a serializer; the form stands at `core::IniFile`. `Deserialize` reads to the end of the
+/// stream.
 class ZUMRA_EXPORT IniSettingsSerializer : public ISettingsSerializer {
 public:
     void Serialize(const core::IniFile& document, const common::GroupNameMatcher& groups,

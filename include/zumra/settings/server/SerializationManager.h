@@ -9,7 +9,8 @@
 namespace zumra::settings::server {
 
 /// Knows the text forms by the names that the protocol gives them: "ini" and "phparray".
-/// Immutable after construction; any thread may use it.
+///
+/// Thread-safety: immutable after construction; any thread may use it and the serializers it hands out.
 class ZUMRA_EXPORT SerializationManager {
 public:
     SerializationManager();
@@ -17,8 +18,9 @@ public:
     SerializationManager(const SerializationManager&) = delete;
     SerializationManager& operator=(const SerializationManager&) = delete;
 
-    /// Null when there is no form of that name.
+    /// The form of that name, owned by this manager; null when there is none.
     [[nodiscard]] ISettingsSerializer* Find(std::string_view name) const;
+    /// The names, ascending; they stay valid for the life of the program.
     [[nodiscard]] std::vector<std::string_view> Names() const;
 
 private:
