@@ -267,8 +267,8 @@ TEST(PhpArray, ALimitRefusesAnnouncementsAtOnce) {
     const std::string tooLong = "phparray document is longer than the limit of 1000 bytes";
     EXPECT_EQ(tooLong, error("a:77:{"));
     EXPECT_EQ("no error", error("a:76:{"));
-    EXPECT_EQ(tooLong, error("a:1:{s:977:\""));
-    EXPECT_EQ("no error", error("a:1:{s:976:\""));
+    EXPECT_EQ(tooLong, error("a:1:{s:980:\""));
+    EXPECT_EQ("no error", error("a:1:{s:979:\""));
     EXPECT_EQ(tooLong, error("a:2147483647:{"));
     EXPECT_EQ(tooLong, error("a:1:{s:0:\"\";a:2147483647:{"));
     EXPECT_EQ(tooLong, error("a:1:{s:2147483647:\""));
