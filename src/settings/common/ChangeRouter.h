@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zumra/settings/common/GroupNameMatcher.h"
@@ -26,35 +29,67 @@ public:
 /// outside it: `Queue` puts the change into the queue of each listener concerned; `Deliver` calls those that
 /// no other thread is calling at the moment. A listener that another thread (or a caller further up this
 /// stack) is calling is given the change by that thread right after what it has before it; nobody waits for a
-/// listener.
+/// listener. A listener's queue has no bound: one that cannot keep up with the writers must bound itself.
+///
+/// Where a failure between finding and telling must be impossible, `Queue` comes in two halves: `Prepare`
+/// does all that can fail, `Post` cannot.
 ///
 /// Thread-safety: every operation may be called from any thread, also from within a listener. `Remove` of a
 /// whole listener blocks until a call of it that runs on another thread has returned; called from within the
-/// listener's own call it returns at once.
+/// listener's own call it returns at once. Two listeners that remove each other, each from within its own
+/// call on a thread of its own, wait for ever.
 ///
-/// Cost: `Queue` grows with the names in the change, the lengths of those names and the listeners concerned;
-/// not with the listeners there are.
+/// A listener must not throw. If one does, the others are still told, the listener stays, and the first
+/// exception comes out of `Deliver` on the thread that made the call, after everyone was told.
+///
+/// Cost: `Queue` grows with the names in the change, the lengths of prefix that are asked for, and the
+/// listeners concerned; with the listeners that there are only by the logarithm.
+///
+///     {
+///         osa::MutexLock lock(_mutex);
+///         Apply(change);
+///         deliveries = _router.Queue(change);
+///     }
+///     ChangeRouter::Deliver(deliveries);
 class ChangeRouter {
 public:
     struct Entry;
-    using Deliveries = std::vector<std::shared_ptr<Entry>>;
+    /// A change on its way to one listener.
+    struct Delivery {
+        struct Item {
+            std::shared_ptr<const Change> change;
+            CoveredNames covered;
+        };
+        std::shared_ptr<Entry> entry;
+        std::list<Item> item;  ///< one until posted, then none
+    };
+    using Deliveries = std::vector<Delivery>;
 
     ChangeRouter();
+    /// Requires that no listener is being called. Listeners need not have been removed.
     ~ChangeRouter();
     ChangeRouter(const ChangeRouter&) = delete;
     ChangeRouter& operator=(const ChangeRouter&) = delete;
 
-    /// Adds to what the listener is told of. The listener is not owned.
+    /// Adds to what the listener is told of. The listener is not owned. On failure nothing changed.
     void Add(IChangeListener* listener, const GroupNameMatcher& groups);
-    /// Takes names and patterns away from what the listener is told of; what is queued for it stays.
+    /// Takes names and patterns away from what the listener is told of; what is queued for it stays. The
+    /// listener stays known, even when it is left with nothing, until it is removed.
     void Remove(IChangeListener* listener, const GroupNameMatcher& groups);
-    /// After this the listener is called no more and may be destroyed.
+    /// After this the listener is called no more and may be destroyed. What was queued for it is dropped.
     void Remove(IChangeListener* listener);
 
     [[nodiscard]] Deliveries Queue(const std::shared_ptr<const Change>& change);
+    /// What `Queue` would put where. The change's names must not change any more; its groups and revision
+    /// may until `Post`. The order of changes is that of `Post`.
+    [[nodiscard]] Deliveries Prepare(const std::shared_ptr<const Change>& change);
+    static void Post(Deliveries& deliveries) noexcept;
     static void Deliver(const Deliveries& deliveries);
+
     /// Whether anyone is concerned by this group: lets a caller spare making the change.
     [[nodiscard]] bool Concerns(std::string_view group) const;
+    /// Whether there is any listener at all; costs no lock.
+    [[nodiscard]] bool HasListeners() const noexcept;
 
     [[nodiscard]] std::size_t ListenerCount() const;
     /// Everything that all listeners asked for.
@@ -62,7 +97,7 @@ public:
 
 private:
     struct State;
-    std::unique_ptr<State> _state;
+    std::shared_ptr<State> _state;
 };
 
 }  // namespace zumra::settings::common
