@@ -150,6 +150,7 @@ TEST_P(IniFileStoreFaultTest, EveryCallFailsOnceWithEveryError) {
                 EXPECT_NE(nullptr, std::strstr(failure.what(), "/state/")) << failure.what();
             }
             EXPECT_EQ(0u, _files.OpenDescriptors());
+            EXPECT_FALSE(_files.Exists(kPath + ".new"));
             _files.Disarm();
             const core::IniFile found = Store().Load();
             EXPECT_TRUE(found == _new || (!saved && found == Before()));

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "storage/ISettingsStore.h"
+
+namespace zumra::storage {
+
+/// Opens the store that a URI names, for this process alone:
+///
+/// | URI | store |
+/// |---|---|
+/// | `ini:PATH`, or just PATH with a "/" in it | an INI file (`IniFileStore`) |
+/// | `sqlite:PATH` | an SQLite database (`SqliteStore`) |
+/// | `memory:` | nothing is kept |
+///
+/// `warn` is told what had to be worked around. Throws `zumra::osa::Exception` when the URI names no store or
+/// the store is in use by another process or cannot be opened.
+[[nodiscard]] std::unique_ptr<ISettingsStore> OpenStore(const std::string& uri,
+                                                        std::function<void(const std::string&)> warn);
+
+}  // namespace zumra::storage

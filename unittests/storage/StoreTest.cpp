@@ -1,0 +1,194 @@
+// Every store kept in real files: what goes in comes out, for one process at a time.
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "storage/OpenStore.h"
+#include "zumra/osa/Exception.h"
+
+namespace zumra::storage {
+namespace {
+
+class TemporaryDirectory {
+public:
+    TemporaryDirectory() {
+        std::string name = (std::filesystem::temp_directory_path() / "zumra-store-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) {
+            throw osa::Exception("mkdtemp failed");
+        }
+        _path = name;
+    }
+    ~TemporaryDirectory() { std::filesystem::remove_all(_path); }
+    [[nodiscard]] std::string File(const std::string& name) const { return _path + "/" + name; }
+
+private:
+    std::string _path;
+};
+
+std::unique_ptr<ISettingsStore> Open(const std::string& uri) {
+    return OpenStore(uri, [](const std::string& warning) { ADD_FAILURE() << warning; });
+}
+
+std::string ReasonOf(const std::string& uri) {
+    try {
+        (void)Open(uri);
+    } catch (const osa::Exception& error) {
+        return error.what();
+    }
+    return "no exception";
+}
+
+class RandomDocuments {
+public:
+    core::IniFile Next() {
+        for (int change = 0; change < 20; ++change) {
+            const std::string group = Name();
+            switch (Pick(6)) {
+                case 0:
+                    _document.EraseGroup(group);
+                    break;
+                case 1:
+                    _document.EraseValue(group, Name());
+                    break;
+                case 2:
+                    (void)_document[group];
+                    break;
+                default:
+                    _document[group][Name()] = std::string(Pick(40), static_cast<char>(Pick(256)));
+            }
+        }
+        return _document;
+    }
+
+private:
+    unsigned Pick(unsigned count) { return static_cast<unsigned>(_random() % count); }
+    std::string Name() {
+        static const std::string bytes("\0\n\r\"=[]#; ab\xff", 13);
+        std::string name;
+        for (unsigned length = Pick(3); length > 0; --length) {
+            name += bytes[Pick(13)];
+        }
+        return name;
+    }
+    std::mt19937 _random{42};
+    core::IniFile _document;
+};
+
+class KeptStoreTest : public ::testing::TestWithParam<const char*> {
+protected:
+    [[nodiscard]] std::string Uri() const { return GetParam() + _directory.File("settings"); }
+    TemporaryDirectory _directory;
+};
+
+TEST_P(KeptStoreTest, StartsEmpty) {
+    EXPECT_TRUE(Open(Uri())->Load().empty());
+}
+
+TEST_P(KeptStoreTest, GivesBackEverySavedDocument) {
+    RandomDocuments documents;
+    auto store = Open(Uri());
+    for (int round = 0; round < 60; ++round) {
+        const core::IniFile document = documents.Next();
+        store->Save(document);
+        EXPECT_EQ(document, store->Load());
+        if (round % 3 == 0) {
+            store.reset();
+            store = Open(Uri());
+            ASSERT_EQ(document, store->Load());
+        }
+    }
+}
+
+TEST_P(KeptStoreTest, IsForOneProcessAtATime) {
+    auto store = Open(Uri());
+    EXPECT_NE(std::string::npos, ReasonOf(Uri()).find("another process")) << ReasonOf(Uri());
+    store.reset();
+    EXPECT_EQ("no exception", ReasonOf(Uri()));
+}
+
+TEST_P(KeptStoreTest, IsForItsOwnerOnly) {
+    Open(Uri())->Save(core::IniFile());
+    struct stat status {};
+    ASSERT_EQ(0, ::stat(_directory.File("settings").c_str(), &status));
+    EXPECT_EQ(0600u, status.st_mode & 0777u);
+}
+
+TEST_P(KeptStoreTest, NamesADirectoryThatIsNotThere) {
+    const std::string reason = ReasonOf(GetParam() + _directory.File("none/settings"));
+    EXPECT_NE(std::string::npos, reason.find("none/settings")) << reason;
+    EXPECT_NE(std::string::npos, reason.find(std::strerror(ENOENT))) << reason;
+}
+
+INSTANTIATE_TEST_SUITE_P(Stores, KeptStoreTest, ::testing::Values("ini:", "sqlite:"), [](const auto& test) {
+    return std::string(test.param, std::strlen(test.param) - 1);
+});
+
+TEST(SqliteStoreTest, WritesOnlyWhatChanged) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("settings");
+    core::IniFile document;
+    for (int group = 0; group < 100; ++group) {
+        for (int value = 0; value < 50; ++value) {
+            document["group" + std::to_string(group)]["value" + std::to_string(value)] = "text";
+        }
+    }
+    auto store = Open("sqlite:" + path);
+    store->Save(document);
+    store.reset();
+    store = Open("sqlite:" + path);
+    const auto before = std::filesystem::file_size(path + "-wal");
+    document["group7"]["value9"] = "other";
+    store->Save(document);
+    const auto written = std::filesystem::file_size(path + "-wal") - before;
+    EXPECT_GT(written, 0u);
+    EXPECT_LT(written, std::filesystem::file_size(path) / 4);
+}
+
+TEST(SqliteStoreTest, LeavesOtherDatabasesAndFilesAlone) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("other");
+    sqlite3* database = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(database, "CREATE TABLE groups(a)", nullptr, nullptr, nullptr));
+    sqlite3_close(database);
+    EXPECT_NE(std::string::npos, ReasonOf("sqlite:" + path).find("no settings database"));
+    const std::string text = directory.File("text");
+    std::ofstream(text) << std::string(5000, 'x');
+    EXPECT_NE(std::string::npos, ReasonOf("sqlite:" + text).find("not a database"))
+        << ReasonOf("sqlite:" + text);
+    EXPECT_EQ(5000u, std::filesystem::file_size(text));
+}
+
+TEST(OpenStoreTest, TakesAPlainPathForAnIniFile) {
+    const TemporaryDirectory directory;
+    core::IniFile document;
+    document["a"]["b"] = "c";
+    Open(directory.File("a:b"))->Save(document);
+    EXPECT_EQ(document, Open("ini:" + directory.File("a:b"))->Load());
+}
+
+TEST(OpenStoreTest, KeepsNothingInMemoryForLong) {
+    core::IniFile document;
+    document["a"];
+    const auto store = Open("memory:");
+    store->Save(document);
+    EXPECT_EQ(document, store->Load());
+    EXPECT_TRUE(Open("memory:")->Load().empty());
+}
+
+TEST(OpenStoreTest, RefusesWhatNamesNoStore) {
+    for (const char* uri : {"", "ini:", "sqlite:", "redis:/x", "settings.ini", "memory:x", ":"}) {
+        EXPECT_EQ("'" + std::string(uri) + "' names no store; expected ini:PATH, sqlite:PATH or memory:",
+                  ReasonOf(uri));
+    }
+}
+
+}  // namespace
+}  // namespace zumra::storage
