@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string_view>
+
+namespace zumra::check {
+
+/// The first failure of the running check. Lies in static storage: Check leaves a failed check without
+/// unwinding, so nothing that it still has to read may be owned by a frame.
+///
+/// Thread-safety: `Note` and `IsSet` from any thread; the others only while no thread notes a failure.
+class FirstFailure {
+public:
+    /// Check ends the program over texts longer than 4,088 bytes.
+    static constexpr std::size_t kTextLimit = 4000;
+    static constexpr std::size_t kFileLimit = 500;
+
+    /// Keeps a failure, unless one is kept already. Never throws.
+    void Note(std::string_view text, const char* file, int line) noexcept;
+    [[nodiscard]] bool IsSet() const noexcept;
+    /// Null-terminated; empty when no failure is kept.
+    [[nodiscard]] const char* Text() const noexcept { return _text; }
+    void Clear() noexcept;
+    /// Hands the failure to Check, which leaves the check.
+    [[noreturn]] void Report() const;
+
+private:
+    enum State { kEmpty, kBeingWritten, kSet };
+    std::atomic<State> _state{kEmpty};
+    char _text[kTextLimit + 1] = "";
+    char _file[kFileLimit + 1] = "";
+    int _line = 0;
+};
+
+/// That of the running check: Check has one running check a process and gives it no context.
+extern FirstFailure firstFailure;
+
+/// What a failing assertion throws; deliberately no `std::exception`.
+struct LeaveCheck {};
+
+}  // namespace zumra::check

@@ -1,0 +1,125 @@
+#include "zumra/check/Runner.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "check/CommandLine.h"
+#include "check/XmlPath.h"
+
+#pragma weak __zu_check_suites
+
+using zumra::check::CommandLine;
+
+/// What the library keeps in the record of an accepted command line.
+struct zu_check_selection {
+    CommandLine commandLine;
+};
+
+namespace {
+
+std::string_view ProgramName(int argc, char** argv) {
+    const std::string_view path = argc > 0 ? argv[0] : "checks";
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::optional<std::vector<std::string_view>> KnownSuites() {
+    if (&__zu_check_suites == nullptr)
+        return std::nullopt;
+    std::vector<std::string_view> names;
+    for (const zu_check_suite* suite = __zu_check_suites; suite->name != nullptr; ++suite)
+        names.emplace_back(suite->name);
+    return names;
+}
+
+/// The command line alone says what runs and where reports go; of Check's variables its two time-outs remain.
+void IgnoreEnvironment() {
+    for (const char* name :
+         {"CK_RUN_SUITE", "CK_RUN_CASE", "CK_INCLUDE_TAGS", "CK_EXCLUDE_TAGS", "CK_LOG_FILE_NAME",
+          "CK_XML_LOG_FILE_NAME", "CK_TAP_LOG_FILE_NAME", "CK_MAX_MSG_SIZE"})
+        unsetenv(name);
+}
+
+CommandLine Read(int argc, char** argv) {
+    const std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    CommandLine commandLine = zumra::check::ParseCommandLine(arguments, KnownSuites());
+    if (commandLine.xmlPath && commandLine.answer == CommandLine::Answer::kRun)
+        zumra::check::RequireWritable(*commandLine.xmlPath);
+    return commandLine;
+}
+
+void PrintList() {
+    for (std::string_view name : KnownSuites().value_or(std::vector<std::string_view>()))
+        std::printf("%.*s\n", static_cast<int>(name.size()), name.data());
+}
+
+void PrintAnswer(const CommandLine& commandLine, std::string_view program) {
+    switch (commandLine.answer) {
+        case CommandLine::Answer::kRun:
+            break;
+        case CommandLine::Answer::kHelp:
+            std::fputs(zumra::check::HelpText(program).c_str(), stdout);
+            break;
+        case CommandLine::Answer::kList:
+            PrintList();
+            break;
+        case CommandLine::Answer::kVersion:
+            std::printf("%.*s %s (Check %d.%d.%d)\n", static_cast<int>(program.size()), program.data(),
+                        ZUMRA_VERSION, CHECK_MAJOR_VERSION, CHECK_MINOR_VERSION, CHECK_MICRO_VERSION);
+            break;
+    }
+}
+
+print_output CheckPrintMode(CommandLine::Print print) {
+    switch (print) {
+        case CommandLine::Print::kSilent:
+            return CK_SILENT;
+        case CommandLine::Print::kMinimal:
+            return CK_MINIMAL;
+        case CommandLine::Print::kVerbose:
+            return CK_VERBOSE;
+        case CommandLine::Print::kNormal:
+            break;
+    }
+    return CK_NORMAL;
+}
+
+}  // namespace
+
+int __zu_check_parse_cmdline(int argc, char** argv, zu_check_cfg* cfg, void* /*reserved*/) {
+    const std::string program(ProgramName(argc, argv));
+    try {
+        auto selection = std::make_unique<zu_check_selection>(zu_check_selection{Read(argc, argv)});
+        const CommandLine& commandLine = selection->commandLine;
+        PrintAnswer(commandLine, program);
+        cfg->print_mode = CheckPrintMode(commandLine.print);
+        cfg->fork_status = commandLine.fork ? CK_FORK : CK_NOFORK;
+        cfg->xml_path = commandLine.xmlPath ? commandLine.xmlPath->c_str() : nullptr;
+        cfg->selection = selection.release();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "%s: %s\n", program.c_str(), e.what());
+        return 0;
+    }
+    IgnoreEnvironment();
+    return 1;
+}
+
+void __zu_check_add_suite_if_enabled(SRunner** runner, const char* name, zu_check_builder builder,
+                                     zu_check_cfg* cfg, SRunner* (*create)(Suite*),
+                                     void (*add)(SRunner*, Suite*)) {
+    const CommandLine& commandLine = cfg->selection->commandLine;
+    if (commandLine.answer != CommandLine::Answer::kRun || !commandLine.Enables(name))
+        return;
+    Suite* const suite = builder();
+    if (*runner == nullptr)
+        *runner = create(suite);
+    else
+        add(*runner, suite);
+}
+
+void __zu_check_destroy_cfg(zu_check_cfg* cfg) {
+    delete cfg->selection;
+    cfg->selection = nullptr;
+    cfg->xml_path = nullptr;
+}

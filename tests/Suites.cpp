@@ -1,0 +1,12 @@
+#include "Suites.h"
+
+#include "zumra/check/Runner.h"
+
+#define SUITE(name) \
+    { #name, zumra::tests::name }
+
+/// Client layer first, then common layer; this is the order in which the suites run.
+const zu_check_suite __zu_check_suites[] = {
+    SUITE(GroupNameMatcherTests),
+    {nullptr, nullptr},
+};

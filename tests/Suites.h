@@ -1,0 +1,11 @@
+#pragma once
+
+#include "zumra/check/Runner.h"
+
+/// The builders of all suites, in the order in which they run. A new suite has its place here, in the table of
+/// Suites.cpp, and in a file named after it.
+namespace zumra::tests {
+
+Suite* GroupNameMatcherTests();
+
+}  // namespace zumra::tests
