@@ -20,6 +20,8 @@ HEADERS = [
     "src/settings/common/Router.h",
     "src/settings/server/Session.h",
     "src/settings/client/Backend.h",
+    "src/storage/Store.h",
+    "apps/daemon/Loop.h",
     "tests/common/TestUtil.h",
 ]
 
@@ -52,6 +54,9 @@ class IncludeDirectionTest(unittest.TestCase):
         self.check_good("src/settings/client/InProcessLocal.cpp", '#include "zumra/settings/server/Manager.h"')
         self.check_good("src/settings/client/Client.cpp", "#  include <sys/socket.h>")
 
+        self.check_good("src/storage/Store.cpp", '#include "zumra/settings/server/Manager.h"')
+        self.check_good("apps/daemon/main.cpp", '#include "storage/Store.h"')
+
     def test_arrows_that_are_not(self):
         manager = '#include "zumra/settings/server/Manager.h"'
         of_manager = "includes include/zumra/settings/server/Manager.h of layer server"
@@ -70,6 +75,10 @@ class IncludeDirectionTest(unittest.TestCase):
                        "layer core includes include/zumra/check/Check.h of layer check")
         self.check_bad("src/check/Check.cpp", '#include "settings/common/Router.h"',
                        "layer check includes src/settings/common/Router.h of layer common")
+        self.check_bad("src/settings/server/Session.cpp", '#include "storage/Store.h"',
+                       "layer server includes src/storage/Store.h of layer storage")
+        self.check_bad("src/storage/Store.cpp", '#include "daemon/Loop.h"',
+                       "layer storage includes apps/daemon/Loop.h of layer apps")
         self.check_bad("src/settings/server/Session.cpp", '#include "../../../tests/common/TestUtil.h"',
                        "layer server includes tests/common/TestUtil.h, which is in no layer")
 
