@@ -20,3 +20,9 @@ foreach(preset IN ITEMS asan tsan armhf)
     zumra_matrix_test(${preset})
 endforeach()
 zumra_matrix_build(clang)
+
+# clang-tidy reads how the clang build compiles each file.
+find_program(ZUMRA_RUN_CLANG_TIDY NAMES run-clang-tidy-14 run-clang-tidy REQUIRED)
+add_test(NAME clang-tidy COMMAND "${ZUMRA_RUN_CLANG_TIDY}" -quiet -p build-clang -j ${zumra_cores} "/(src|apps)/"
+         WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
+set_tests_properties(clang-tidy PROPERTIES FIXTURES_REQUIRED clang LABELS matrix RUN_SERIAL ON TIMEOUT 2400)
