@@ -8,5 +8,6 @@
 /// Client layer first, then common layer; this is the order in which the suites run.
 const zu_check_suite __zu_check_suites[] = {
     SUITE(GroupNameMatcherTests),
+    SUITE(PhpArraySettingsSerializerTests),
     {nullptr, nullptr},
 };

@@ -7,5 +7,6 @@
 namespace zumra::tests {
 
 Suite* GroupNameMatcherTests();
+Suite* PhpArraySettingsSerializerTests();
 
 }  // namespace zumra::tests
