@@ -21,7 +21,11 @@ is_configured() {
 # build_release TARGET...: brings the targets in build/ up to date.
 build_release() {
     say "building $* in build/"
-    ninja -C "$project/build" "$@" >&2 || die "building $* failed"
+    if [ -t 2 ]; then
+        (cd "$project/build" && ninja "$@") >&2
+    else
+        (cd "$project/build" && ninja "$@") | sed -u -e '/Re-checking globbed/d' -e '/^ninja: no work to do/d' >&2
+    fi || die "building $* failed"
 }
 
 # lock_build: waits until no other script builds in build/; unlock_build ends it, as does the script's end.
