@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -54,6 +55,15 @@ private:
 
 /// Lets threads that hold a mutex wait until another thread says that something changed. Waits may end
 /// without a notification: always wait in a loop that looks at the condition itself.
+///
+/// Thread-safety: every operation may be called from any thread; all waiters of one condition at a time use
+/// the same mutex. Notify under the mutex when a waiter may destroy the condition as soon as it has what it
+/// waited for.
+///
+///     osa::MutexLock lock(_mutex);
+///     while (_queue.empty()) {
+///         _changed.Wait(_mutex);
+///     }
 class Condition {
 public:
     Condition() = default;
@@ -67,7 +77,8 @@ public:
         lock.release();
     }
 
-    /// As `Wait`, until `deadline` at the latest; false when the deadline passed.
+    /// As `Wait`, until `deadline` at the latest; false when the deadline passed. Use deadlines of
+    /// `std::chrono::steady_clock`, which changes of the system's time do not touch.
     template <class Clock, class Duration>
     bool WaitUntil(Mutex& mutex, const std::chrono::time_point<Clock, Duration>& deadline)
         ZUMRA_REQUIRES(mutex) {

@@ -4,9 +4,13 @@
 
 namespace zumra::osa {
 
+/// What a thread can do about itself; there are no objects of it.
+///
+///     osa::Thread::CurrentThread::Sleep(100);
 class ZUMRA_EXPORT Thread {
 public:
     Thread() = delete;
+    /// Thread-safety: concerns the calling thread alone.
     class ZUMRA_EXPORT CurrentThread {
     public:
         CurrentThread() = delete;
