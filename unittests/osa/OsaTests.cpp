@@ -29,6 +29,18 @@ std::string Error(Action action) {
     return "no error";
 }
 
+/// Whether another thread finds the mutex free.
+bool IsFree(Mutex& mutex) {
+    bool free = false;
+    std::thread([&mutex, &free] {
+        if (mutex.TryLock()) {
+            free = true;
+            mutex.Unlock();
+        }
+    }).join();
+    return free;
+}
+
 TEST(Exception, SaysExactlyItsMessage) {
     EXPECT_STREQ("100% of 'x'\n", Exception("100% of 'x'\n").what());
     EXPECT_STREQ("", Exception("").what());
@@ -49,20 +61,12 @@ TEST(Mutex, KeepsItsName) {
 
 TEST(Mutex, TryLockTakesOnlyWhatIsFree) {
     Mutex mutex;
-    bool taken = true;
+    EXPECT_TRUE(IsFree(mutex));
     {
         MutexLock lock(mutex);
-        std::thread([&] {
-            taken = mutex.TryLock();
-            if (taken) {
-                mutex.Unlock();
-            }
-        }).join();
-        EXPECT_FALSE(taken);
+        EXPECT_FALSE(IsFree(mutex));
     }
-    const bool free = mutex.TryLock();
-    ASSERT_TRUE(free);
-    mutex.Unlock();
+    EXPECT_TRUE(IsFree(mutex));
 }
 
 TEST(Mutex, LetsOneThreadInAtATime) {
@@ -116,14 +120,7 @@ TEST(Condition, WaitUntilEndsAtTheDeadlineAndHoldsTheMutex) {
     while (never.WaitUntil(mutex, deadline)) {
     }
     EXPECT_GE(Clock::now(), deadline);
-    bool taken = true;
-    std::thread([&] {
-        taken = mutex.TryLock();
-        if (taken) {
-            mutex.Unlock();
-        }
-    }).join();
-    EXPECT_FALSE(taken);
+    EXPECT_FALSE(IsFree(mutex));
 }
 
 TEST(Condition, WaitUntilSeesWhatWasDoneBeforeTheNotification) {
