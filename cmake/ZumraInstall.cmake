@@ -23,7 +23,7 @@ endfunction()
 
 zumra_install_library(zumra core DESCRIPTION "Settings documents and synchronisation")
 zumra_install_library(zumra-settings settings DESCRIPTION "Settings client, store and protocol" REQUIRES zumra)
-zumra_install_library(zumra-check check DESCRIPTION "Frame and assertions for check programs" REQUIRES zumra)
+zumra_install_library(zumra-check check DESCRIPTION "Frame and assertions for check programs")
 
 install(DIRECTORY include/zumra DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 if(TARGET zumra-settings-checks)

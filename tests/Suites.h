@@ -2,8 +2,8 @@
 
 #include "zumra/check/Runner.h"
 
-/// The builders of all suites, in the order in which they run. A new suite has its place here, in the table of
-/// Suites.cpp, and in a file named after it.
+/// The builders of all suites, in the order in which they run. A new suite has its place here, in the table
+/// of Suites.cpp, and in a file named after it.
 namespace zumra::tests {
 
 Suite* GroupNameMatcherTests();

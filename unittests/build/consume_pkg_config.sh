@@ -16,3 +16,4 @@ consume() {
 }
 
 consume core zumra
+consume check zumra-check
