@@ -7,6 +7,8 @@
 
 /// Client layer first, then common layer; this is the order in which the suites run.
 const zu_check_suite __zu_check_suites[] = {
+    SUITE(CommandTests),
+    SUITE(CallbackDispatcherTests),
     SUITE(GroupNameMatcherTests),
     SUITE(PhpArraySettingsSerializerTests),
     {nullptr, nullptr},

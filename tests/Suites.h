@@ -6,6 +6,8 @@
 /// of Suites.cpp, and in a file named after it.
 namespace zumra::tests {
 
+Suite* CommandTests();
+Suite* CallbackDispatcherTests();
 Suite* GroupNameMatcherTests();
 Suite* PhpArraySettingsSerializerTests();
 
