@@ -1,18 +1,22 @@
 #include "CheckFrame.h"
 
 #include "zumra/check/Guard.h"
+#include "zumra/check/Registration.h"
 
 namespace zumra::tests {
 
 namespace {
 
-TCase* BuildTestCase(const TestCase& testCase) {
+TCase* BuildTestCase(const char* suite, const TestCase& testCase) {
     TCase* const result = tcase_create(testCase.name);
-    if (testCase.timeout > std::chrono::seconds::zero())
-        tcase_set_timeout(result, static_cast<double>(testCase.timeout.count()));
+    const auto seconds = static_cast<double>(testCase.timeout.count());
+    if (seconds > 0)
+        tcase_set_timeout(result, seconds);
+    tcase_add_unchecked_fixture(result, check::PrepareTestCase, nullptr);
     for (const Checks& checks : testCase.checks)
-        for (const TTest& check : checks)
-            tcase_add_test(result, &check);
+        for (const TTest& one : checks)
+            if (check::RegisterCheck({suite, testCase.name, one.name, seconds}))
+                tcase_add_test(result, &one);
     return result;
 }
 
@@ -21,7 +25,7 @@ TCase* BuildTestCase(const TestCase& testCase) {
 Suite* BuildSuite(const char* name, std::initializer_list<TestCase> testCases) {
     Suite* const suite = suite_create(name);
     for (const TestCase& testCase : testCases)
-        suite_add_tcase(suite, BuildTestCase(testCase));
+        suite_add_tcase(suite, BuildTestCase(name, testCase));
     return suite;
 }
 

@@ -35,18 +35,15 @@ void CopyCut(std::string_view text, char* target, std::size_t limit) noexcept {
 
 void FirstFailure::Note(std::string_view text, const char* file, int line) noexcept {
     State empty = kEmpty;
-    if (!_state.compare_exchange_strong(empty, kBeingWritten))
+    if (!_state.compare_exchange_strong(empty, kBeingWritten)) {
+        while (!IsSet())
+            std::this_thread::yield();
         return;
+    }
     CopyCut(text, _text, kTextLimit);
     CopyCut(file, _file, kFileLimit);
     _line = line;
     _state = kSet;
-}
-
-bool FirstFailure::IsSet() const noexcept {
-    while (_state == kBeingWritten)
-        std::this_thread::yield();
-    return _state == kSet;
 }
 
 void FirstFailure::Clear() noexcept {

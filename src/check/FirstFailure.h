@@ -9,16 +9,17 @@ namespace zumra::check {
 /// The first failure of the running check. Lies in static storage: Check leaves a failed check without
 /// unwinding, so nothing that it still has to read may be owned by a frame.
 ///
-/// Thread-safety: `Note` and `IsSet` from any thread; the others only while no thread notes a failure.
+/// Thread-safety: `Note` from any thread, `IsSet` from any thread and in signal handlers, and when it says so
+/// `Text` and `Report` too; `Clear` only while no check runs.
 class FirstFailure {
 public:
     /// Check ends the program over texts longer than 4,088 bytes.
     static constexpr std::size_t kTextLimit = 4000;
     static constexpr std::size_t kFileLimit = 500;
 
-    /// Keeps a failure, unless one is kept already. Never throws.
+    /// Keeps a failure, unless one is kept already; after it one is.
     void Note(std::string_view text, const char* file, int line) noexcept;
-    [[nodiscard]] bool IsSet() const noexcept;
+    [[nodiscard]] bool IsSet() const noexcept { return _state == kSet; }
     /// Null-terminated; empty when no failure is kept.
     [[nodiscard]] const char* Text() const noexcept { return _text; }
     void Clear() noexcept;

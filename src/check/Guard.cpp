@@ -1,12 +1,34 @@
 #include "zumra/check/Guard.h"
 
+#include <signal.h>
+#include <sys/prctl.h>
+
 #include <exception>
+#include <optional>
+#include <string>
 
 #include "check/FirstFailure.h"
+#include "check/LeftThreads.h"
+#include "check/Registry.h"
+#include "check/RunningCheck.h"
+#include "check/Watchdog.h"
+#include "zumra/check/Runner.h"
 
 namespace zumra::check {
 
 namespace {
+
+/// A forked check dies with the runner, and its signals mean what they mean in any program.
+void SettleForkedCheck() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (const int number : {SIGALRM, SIGINT, SIGTERM})
+        signal(number, SIG_DFL);
+}
+
+double SecondsOfRunningCheck() {
+    const CheckDescription* const check = registry.Find(tcase_name());
+    return AllowedSeconds(check == nullptr ? 0 : check->timeoutSeconds);
+}
 
 void RunBody(const char* file, int line, void (*body)(void*), void* argument) {
     try {
@@ -19,11 +41,25 @@ void RunBody(const char* file, int line, void (*body)(void*), void* argument) {
     }
 }
 
+void RunWatched(const char* file, int line, void (*body)(void*), void* argument) {
+    const RunningCheck running(file, line);
+    std::optional<Watchdog> watchdog;
+    if (IsForkedCheck())
+        SettleForkedCheck();
+    else
+        watchdog.emplace(SecondsOfRunningCheck());
+
+    const LeftThreads threads;
+    RunBody(file, line, body, argument);
+    if (const std::size_t left = threads.Count(); left > 0)
+        firstFailure.Note("the check left " + std::to_string(left) + " running thread(s) behind", file, line);
+}
+
 }  // namespace
 
 void RunGuarded(const char* file, int line, void (*body)(void*), void* argument) {
     firstFailure.Clear();
-    RunBody(file, line, body, argument);
+    RunWatched(file, line, body, argument);
     if (firstFailure.IsSet())
         firstFailure.Report();
 }

@@ -2,9 +2,9 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
+#include "check/Answers.h"
 #include "check/CommandLine.h"
 #include "check/XmlPath.h"
 
@@ -12,7 +12,7 @@
 
 using zumra::check::CommandLine;
 
-/// What the library keeps in the record of an accepted command line.
+/// What the library keeps of an accepted command line.
 struct zu_check_selection {
     CommandLine commandLine;
 };
@@ -44,31 +44,9 @@ void IgnoreEnvironment() {
 CommandLine Read(int argc, char** argv) {
     const std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     CommandLine commandLine = zumra::check::ParseCommandLine(arguments, KnownSuites());
-    if (commandLine.xmlPath && commandLine.answer == CommandLine::Answer::kRun)
+    if (commandLine.xmlPath)
         zumra::check::RequireWritable(*commandLine.xmlPath);
     return commandLine;
-}
-
-void PrintList() {
-    for (std::string_view name : KnownSuites().value_or(std::vector<std::string_view>()))
-        std::printf("%.*s\n", static_cast<int>(name.size()), name.data());
-}
-
-void PrintAnswer(const CommandLine& commandLine, std::string_view program) {
-    switch (commandLine.answer) {
-        case CommandLine::Answer::kRun:
-            break;
-        case CommandLine::Answer::kHelp:
-            std::fputs(zumra::check::HelpText(program).c_str(), stdout);
-            break;
-        case CommandLine::Answer::kList:
-            PrintList();
-            break;
-        case CommandLine::Answer::kVersion:
-            std::printf("%.*s %s (Check %d.%d.%d)\n", static_cast<int>(program.size()), program.data(),
-                        ZUMRA_VERSION, CHECK_MAJOR_VERSION, CHECK_MINOR_VERSION, CHECK_MICRO_VERSION);
-            break;
-    }
 }
 
 print_output CheckPrintMode(CommandLine::Print print) {
@@ -85,24 +63,28 @@ print_output CheckPrintMode(CommandLine::Print print) {
     return CK_NORMAL;
 }
 
+void Fill(zu_check_cfg& cfg, std::unique_ptr<zu_check_selection> selection) {
+    const CommandLine& commandLine = selection->commandLine;
+    cfg.print_mode = CheckPrintMode(commandLine.print);
+    cfg.fork_status = commandLine.fork ? CK_FORK : CK_NOFORK;
+    cfg.xml_path = commandLine.xmlPath ? commandLine.xmlPath->c_str() : nullptr;
+    cfg.selection = selection.release();
+}
+
 }  // namespace
 
 int __zu_check_parse_cmdline(int argc, char** argv, zu_check_cfg* cfg, void* /*reserved*/) {
     const std::string program(ProgramName(argc, argv));
     try {
-        auto selection = std::make_unique<zu_check_selection>(zu_check_selection{Read(argc, argv)});
-        const CommandLine& commandLine = selection->commandLine;
-        PrintAnswer(commandLine, program);
-        cfg->print_mode = CheckPrintMode(commandLine.print);
-        cfg->fork_status = commandLine.fork ? CK_FORK : CK_NOFORK;
-        cfg->xml_path = commandLine.xmlPath ? commandLine.xmlPath->c_str() : nullptr;
-        cfg->selection = selection.release();
+        CommandLine commandLine = Read(argc, argv);
+        IgnoreEnvironment();
+        std::fputs(zumra::check::Answer(commandLine, program, __zu_check_suites).c_str(), stdout);
+        Fill(*cfg, std::make_unique<zu_check_selection>(zu_check_selection{std::move(commandLine)}));
+        return 1;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s: %s\n", program.c_str(), e.what());
         return 0;
     }
-    IgnoreEnvironment();
-    return 1;
 }
 
 void __zu_check_add_suite_if_enabled(SRunner** runner, const char* name, zu_check_builder builder,
