@@ -5,6 +5,7 @@
 #define SUITE(name) \
     { #name, zumra::tests::name }
 
+// clang-format off
 /// Client layer first, then common layer; this is the order in which the suites run.
 const zu_check_suite __zu_check_suites[] = {
     SUITE(CommandTests),
@@ -13,3 +14,4 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(PhpArraySettingsSerializerTests),
     {nullptr, nullptr},
 };
+// clang-format on
