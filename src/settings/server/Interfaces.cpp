@@ -7,6 +7,7 @@ namespace zumra::settings::server {
 
 ISettingsSerializer::~ISettingsSerializer() = default;
 ISettingsPersister::~ISettingsPersister() = default;
+IIncrementalPersister::~IIncrementalPersister() = default;
 IIncludeFilter::~IIncludeFilter() = default;
 IRestrictedSettingsLoader::~IRestrictedSettingsLoader() = default;
 
