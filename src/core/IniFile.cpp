@@ -178,6 +178,10 @@ void IniFile::MergeSettings(IniFile&& other) {
     if (this == &other) {
         return;
     }
+    if (_groups.empty()) {
+        _groups.swap(other._groups);
+        return;
+    }
     _groups.merge(other._groups);
     for (auto& [name, values] : other._groups) {
         MergeGroup(_groups.find(name)->second, values);
