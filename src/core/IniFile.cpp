@@ -1,9 +1,9 @@
 #include "zumra/core/IniFile.h"
 
+#include <array>
 #include <istream>
 #include <ostream>
 #include <utility>
-#include <vector>
 
 #include "core/IniReader.h"
 #include "core/IniWriter.h"
@@ -12,7 +12,8 @@
 namespace zumra::core {
 namespace {
 
-constexpr std::size_t kChunk = 65536;
+constexpr std::size_t kReadChunk = 16384;
+constexpr std::size_t kWriteChunk = 65536;
 
 /// The slot of `name`, made empty when there is none.
 template <class Map>
@@ -120,8 +121,9 @@ void IniFile::LoadFromString(std::string_view text) {
 
 void IniFile::LoadFromStream(std::istream& in) {
     IniReader reader;
-    std::vector<char> chunk(kChunk);
+    std::array<char, kReadChunk> chunk;
     std::string pending;
+    const bool readable = in.good() || in.eof();  // a file that could not be opened is neither
     while (in.good()) {
         in.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
         const std::string_view read(chunk.data(), static_cast<std::size_t>(in.gcount()));
@@ -140,7 +142,7 @@ void IniFile::LoadFromStream(std::istream& in) {
             pending = FeedLines(reader, read.substr(firstEnd + 1));
         }
     }
-    if (in.bad()) {
+    if (in.bad() || !readable) {
         throw osa::Exception("INI text could not be read: the stream failed after line " +
                              std::to_string(reader.LineCount()));
     }
@@ -152,7 +154,7 @@ void IniFile::SaveToStream(std::ostream& out) const {
     std::string text;
     for (const auto& [name, values] : _groups) {
         AppendGroup(text, name, values);
-        if (text.size() >= kChunk) {
+        if (text.size() >= kWriteChunk) {
             out.write(text.data(), static_cast<std::streamsize>(text.size()));
             text.clear();
         }

@@ -1,6 +1,7 @@
 // The INI text as it stands in files: what is read, what is written, and what is an error.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -171,6 +172,17 @@ TEST(IniText, PrintableCutsNoCharacterInTwo) {
     EXPECT_EQ("ab...", Printable("ab\xc3\xa4", 3));
     EXPECT_EQ("ab\xc3\xa4", Printable("ab\xc3\xa4", 4));
     EXPECT_EQ("...", Printable("\x80\x80\x80", 2));
+}
+
+TEST(IniText, AFileThatCouldNotBeOpenedIsAnErrorAndAnEndedStreamIsEmpty) {
+    std::ifstream in("/nonexistent/file");
+    IniFile document;
+    EXPECT_THROW(document.LoadFromStream(in), osa::Exception);
+    std::istringstream ended("[g]");
+    document.LoadFromStream(ended);
+    document.Clear();
+    document.LoadFromStream(ended);
+    EXPECT_TRUE(document.empty());
 }
 
 TEST(IniText, AStreamThatFailsIsAnError) {

@@ -1,10 +1,10 @@
 #include "zumra/settings/server/PhpArraySettingsSerializer.h"
 
 #include <algorithm>
+#include <array>
 #include <istream>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "settings/server/PhpArrayParser.h"
 #include "settings/server/PhpArrayWriter.h"
@@ -12,7 +12,8 @@
 namespace zumra::settings::server {
 namespace {
 
-constexpr std::size_t kChunk = 65536;
+constexpr std::size_t kReadChunk = 16384;
+constexpr std::size_t kWriteChunk = 65536;
 
 void Write(std::ostream& out, std::string& text) {
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
@@ -29,7 +30,7 @@ void PhpArraySettingsSerializer::Serialize(const core::IniFile& document,
     PhpArray::AppendArrayStart(text, count);
     groups.ForEachMatch(document.AllGroups(), [&](auto at) {
         PhpArray::AppendGroup(text, at->first, at->second);
-        if (text.size() >= kChunk) {
+        if (text.size() >= kWriteChunk) {
             Write(out, text);
         }
     });
@@ -40,11 +41,11 @@ void PhpArraySettingsSerializer::Serialize(const core::IniFile& document,
 
 void PhpArraySettingsSerializer::Deserialize(std::istream& in, core::IniFile& document) {
     PhpArrayParser parser;
-    std::vector<char> chunk;
+    std::array<char, kReadChunk> chunk;
     while (!parser.Done()) {
         // Never more than surely belongs to the document, so that nothing after it is taken from the stream.
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(parser.MinimumLeft(), kChunk));
-        chunk.resize(std::max(chunk.size(), wanted));
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(parser.MinimumLeft(), kReadChunk));
         in.read(chunk.data(), static_cast<std::streamsize>(wanted));
         const auto got = static_cast<std::size_t>(in.gcount());
         parser.Feed(std::string_view(chunk.data(), got));
