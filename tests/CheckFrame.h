@@ -6,18 +6,21 @@
 ///         fail_unless(Ask() == "yes");
 ///     }
 ///
-///     const Checks kAll[] = {
-///         server_answers,
+///     const TestCase kAll = {
+///         "all",
+///         {
+///             server_answers,
+///         },
 ///     };
 ///
-///     Suite* ServerTests() { return BuildSuite("ServerTests", {{"all", kAll}}); }
+///     Suite* ServerTests() { return BuildSuite("ServerTests", {kAll}); }
 ///
 /// A check's name is the one that is reported, its place that of the line with CHECK. An exception that
 /// escapes the body fails the check. Include this header last, see CheckAssertions.h.
 
 #include <chrono>
 #include <initializer_list>
-#include <span>
+#include <vector>
 
 #include "CheckAssertions.h"
 
@@ -47,7 +50,7 @@ private:
 
 struct TestCase {
     const char* name;
-    std::span<const Checks> checks;
+    std::vector<Checks> checks;
     /// For each check of the test case; zero: Check's default.
     std::chrono::seconds timeout = std::chrono::seconds::zero();
 };

@@ -25,9 +25,9 @@ void SettleForkedCheck() {
         signal(number, SIG_DFL);
 }
 
-double SecondsOfRunningCheck() {
+Watchdog::Seconds AllowedTimeOfRunningCheck() {
     const CheckDescription* const check = registry.Find(tcase_name());
-    return AllowedSeconds(check == nullptr ? 0 : check->timeoutSeconds);
+    return AllowedTime(Watchdog::Seconds(check == nullptr ? 0 : check->timeoutSeconds));
 }
 
 void RunBody(const char* file, int line, void (*body)(void*), void* argument) {
@@ -47,7 +47,7 @@ void RunWatched(const char* file, int line, void (*body)(void*), void* argument)
     if (IsForkedCheck())
         SettleForkedCheck();
     else
-        watchdog.emplace(SecondsOfRunningCheck());
+        watchdog.emplace(AllowedTimeOfRunningCheck());
 
     const LeftThreads threads;
     RunBody(file, line, body, argument);

@@ -1,8 +1,8 @@
 #include "check/Watchdog.h"
 
+#include <signal.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <cstdlib>
 
 #include "check/RunningCheck.h"
@@ -49,11 +49,6 @@ void OnCrash(int signal) {
     raise(signal);
 }
 
-void OnTimeOut(int /*signal*/) {
-    RunningCheck::WriteLine("Test timeout expired");
-    _exit(1);
-}
-
 void UseHandlerStack() {
     stack_t current;
     sigaltstack(nullptr, &current);
@@ -84,36 +79,46 @@ double Variable(const char* name, double otherwise) {
 
 }  // namespace
 
-Watchdog::Watchdog(double seconds) {
+Watchdog::Watchdog(Seconds allowed) {
     UseHandlerStack();
     const struct sigaction onCrash = Action(OnCrash);
     for (Crash& crash : crashes)
         sigaction(crash.signal, &onCrash, &crash.previous);
-    const struct sigaction onTimeOut = Action(OnTimeOut);
-    sigaction(SIGALRM, &onTimeOut, &_previousAlarm);
-
-    sigevent event{};
-    event.sigev_notify = SIGEV_SIGNAL;
-    event.sigev_signo = SIGALRM;
-    _hasTimer = seconds > 0 && timer_create(CLOCK_MONOTONIC, &event, &_timer) == 0;
-    if (!_hasTimer)
+    // Check's own handler would kill the whole process group.
+    signal(SIGALRM, SIG_DFL);
+    if (allowed <= Seconds::zero())
         return;
-    itimerspec once{};
-    once.it_value.tv_sec = static_cast<time_t>(seconds);
-    once.it_value.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    timer_settime(_timer, 0, &once, nullptr);
+    const auto duration = std::chrono::duration_cast<std::chrono::steady_clock::duration>(allowed);
+    const auto deadline = std::chrono::steady_clock::now() + duration;
+    _thread = std::thread([this, deadline] { EndWhenLate(deadline); });
 }
 
 Watchdog::~Watchdog() {
-    if (_hasTimer)
-        timer_delete(_timer);
-    sigaction(SIGALRM, &_previousAlarm, nullptr);
+    if (_thread.joinable()) {
+        {
+            const osa::MutexLock lock(_mutex);
+            _hasEnded = true;
+        }
+        _ended.NotifyOne();
+        _thread.join();
+    }
     RestoreCrashActions();
 }
 
-double AllowedSeconds(double seconds) {
-    const double allowed = seconds > 0 ? seconds : Variable("CK_DEFAULT_TIMEOUT", kDefaultSeconds);
-    return allowed * Variable("CK_TIMEOUT_MULTIPLIER", 1);
+void Watchdog::EndWhenLate(std::chrono::steady_clock::time_point deadline) {
+    const osa::MutexLock lock(_mutex);
+    while (!_hasEnded) {
+        if (_ended.WaitUntil(_mutex, deadline) || std::chrono::steady_clock::now() < deadline)
+            continue;
+        RunningCheck::WriteLine("Test timeout expired");
+        _exit(1);
+    }
+}
+
+Watchdog::Seconds AllowedTime(Watchdog::Seconds ownTimeout) {
+    const bool hasOwn = ownTimeout > Watchdog::Seconds::zero();
+    return (hasOwn ? ownTimeout : Watchdog::Seconds(Variable("CK_DEFAULT_TIMEOUT", kDefaultSeconds))) *
+           Variable("CK_TIMEOUT_MULTIPLIER", 1);
 }
 
 }  // namespace zumra::check

@@ -1,7 +1,9 @@
 #pragma once
 
-#include <signal.h>
-#include <time.h>
+#include <chrono>
+#include <thread>
+
+#include "zumra/osa/Mutex.h"
 
 namespace zumra::check {
 
@@ -10,20 +12,26 @@ namespace zumra::check {
 /// status 1.
 class Watchdog {
 public:
-    /// `seconds`: what the check may take; not positive: as long as it likes.
-    explicit Watchdog(double seconds);
+    using Seconds = std::chrono::duration<double>;
+
+    /// `allowed`: what the check may take; not positive: as long as it likes.
+    explicit Watchdog(Seconds allowed);
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
 private:
-    struct sigaction _previousAlarm;
-    timer_t _timer;
-    bool _hasTimer = false;
+    void EndWhenLate(std::chrono::steady_clock::time_point deadline);
+
+    osa::Mutex _mutex;
+    osa::Condition _ended;
+    bool _hasEnded ZUMRA_GUARDED_BY(_mutex) = false;
+    /// No signal: the check may block or use any of them.
+    std::thread _thread;
 };
 
-/// What Check allows a check in a process of its own: `seconds`, or the default when that is not positive,
+/// What Check allows a check in a process of its own: `ownTimeout`, or the default when that is not positive,
 /// with CK_DEFAULT_TIMEOUT and CK_TIMEOUT_MULTIPLIER.
-double AllowedSeconds(double seconds);
+Watchdog::Seconds AllowedTime(Watchdog::Seconds ownTimeout);
 
 }  // namespace zumra::check

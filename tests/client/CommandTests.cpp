@@ -40,14 +40,17 @@ CHECK(TestAndMergeCommandTest) {
     fail_unless(iss.good());
 }
 
-const Checks kTestAndMerge[] = {
-    TestAndMergeCommandTest,
+const TestCase kTestAndMerge = {
+    "TestAndMerge",
+    {
+        TestAndMergeCommandTest,
+    },
 };
 
 }  // namespace
 
 Suite* CommandTests() {
-    return BuildSuite("CommandTests", {{"TestAndMerge", kTestAndMerge}});
+    return BuildSuite("CommandTests", {kTestAndMerge});
 }
 
 }  // namespace zumra::tests

@@ -117,15 +117,21 @@ CHECK(cbd_subscribe_delete) {
     fail_unless(subscriber._changedSections == groupNames);
 }
 
-const Checks kAll[] = {
-    cbd_basic_subscribe,           cbd_multiple_subscribers, cbd_pattern_subscription,
-    cbd_get_all_subscribed_groups, cbd_subscribe_delete,
+const TestCase kAll = {
+    "all",
+    {
+        cbd_basic_subscribe,
+        cbd_multiple_subscribers,
+        cbd_pattern_subscription,
+        cbd_get_all_subscribed_groups,
+        cbd_subscribe_delete,
+    },
 };
 
 }  // namespace
 
 Suite* CallbackDispatcherTests() {
-    return BuildSuite("CallbackDispatcherTests", {{"all", kAll}});
+    return BuildSuite("CallbackDispatcherTests", {kAll});
 }
 
 }  // namespace zumra::tests

@@ -82,17 +82,20 @@ CHECK(gnm_serialize_ini_patterns) {
     fail_if(ini.HasValue("xya", "xxx"));
 }
 
-const Checks kAll[] = {
-    gnm_match_ini_file,
-    gnm_get_names_and_patterns,
-    gnm_serialize_ini_names,
-    gnm_serialize_ini_patterns,
+const TestCase kAll = {
+    "all",
+    {
+        gnm_match_ini_file,
+        gnm_get_names_and_patterns,
+        gnm_serialize_ini_names,
+        gnm_serialize_ini_patterns,
+    },
 };
 
 }  // namespace
 
 Suite* GroupNameMatcherTests() {
-    return BuildSuite("GroupNameMatcherTests", {{"all", kAll}});
+    return BuildSuite("GroupNameMatcherTests", {kAll});
 }
 
 }  // namespace zumra::tests

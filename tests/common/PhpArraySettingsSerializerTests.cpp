@@ -153,20 +153,23 @@ CHECK(deserialize_invalid) {
         ExpectDeserializeFailure(serializer, row.text, row.message);
 }
 
-const Checks kAll[] = {
-    serialize_deserialize,
-    serialize_deserialize_empty,
-    serialize_deserialize_empty_group,
-    serialize_deserialize_empty_setting,
-    serialize_patterns,
-    deserialize_1,
-    deserialize_invalid,
+const TestCase kAll = {
+    "all",
+    {
+        serialize_deserialize,
+        serialize_deserialize_empty,
+        serialize_deserialize_empty_group,
+        serialize_deserialize_empty_setting,
+        serialize_patterns,
+        deserialize_1,
+        deserialize_invalid,
+    },
 };
 
 }  // namespace
 
 Suite* PhpArraySettingsSerializerTests() {
-    return BuildSuite("PhpArraySettingsSerializerTests", {{"all", kAll}});
+    return BuildSuite("PhpArraySettingsSerializerTests", {kAll});
 }
 
 }  // namespace zumra::tests

@@ -1,0 +1,29 @@
+#include "self/Suites.h"
+
+#define SUITE(name) \
+    { #name, zumra::tests::name }
+
+// clang-format off
+const zu_check_suite __zu_check_suites[] = {
+    SUITE(FormTests),
+    SUITE(EqualityTests),
+    SUITE(ExceptionTests),
+    SUITE(TextTests),
+    SUITE(UnwindingTests),
+    SUITE(TerminateTests),
+    SUITE(ForeignThreadTests),
+    SUITE(ExitTests),
+    SUITE(QuickExitTests),
+    SUITE(UnderscoreExitTests),
+    SUITE(CrashTests),
+    SUITE(StackOverflowTests),
+    SUITE(AbortTests),
+    SUITE(HangTests),
+    SUITE(BlockedHangTests),
+    SUITE(DefaultTimeoutTests),
+    SUITE(FailThenHangTests),
+    SUITE(LeftThreadTests),
+    SUITE(EmptyTests),
+    {nullptr, nullptr},
+};
+// clang-format on
