@@ -34,7 +34,9 @@ std::optional<LineBuffer::Line> LineBuffer::LastLine() {
     if (size() == 0 && !_dropping) {
         return std::nullopt;
     }
-    return TakeLine(_bytes.size(), _bytes.size());
+    Line line = TakeLine(_bytes.size(), _bytes.size());
+    line.cut = true;
+    return line;
 }
 
 LineBuffer::Line LineBuffer::TakeLine(std::size_t end, std::size_t next) {
@@ -44,7 +46,7 @@ LineBuffer::Line LineBuffer::TakeLine(std::size_t end, std::size_t next) {
         line.text.remove_suffix(1);
     }
     if (_dropping || line.text.size() > _lineLimit) {
-        line = Line{{}, true};
+        line = Line{{}, true, false};
     }
     _dropping = false;
     _begin = next;

@@ -17,6 +17,7 @@ public:
     struct Line {
         std::string_view text;  ///< without "\n" and without a "\r" before it; empty when too long
         bool tooLong = false;
+        bool cut = false;  ///< the input ended within it
     };
 
     /// `lineLimit` is the greatest length of a line in bytes, without its line end.
@@ -35,8 +36,7 @@ public:
     void Consume(std::size_t count);
 
     [[nodiscard]] std::size_t size() const noexcept { return _bytes.size() - _begin; }
-    /// Nothing is left and nothing more will come.
-    [[nodiscard]] bool AtEnd() const noexcept { return _finished && size() == 0 && !_dropping; }
+    [[nodiscard]] bool Finished() const noexcept { return _finished; }
     /// Drops everything.
     void Clear() noexcept;
 

@@ -56,10 +56,10 @@ OutputQueue::Driving::~Driving() {
     _queue._driver = std::thread::id();
 }
 
-void OutputQueue::Append(std::string_view reply) {
+void OutputQueue::Append(std::string reply) {
     osa::MutexLock lock(_mutex);
     if (FitsLocked(reply.size())) {
-        _text.append(reply);
+        AppendLocked(std::move(reply));
     }
 }
 
@@ -96,9 +96,14 @@ void OutputQueue::Hold() {
     _holding = true;
 }
 
-void OutputQueue::AppendAt(std::uint64_t revision, std::string_view reply) {
+void OutputQueue::AppendAt(std::uint64_t revision, std::string reply) {
     osa::MutexLock lock(_mutex);
     if (!FitsLocked(reply.size())) {
+        return;
+    }
+    if (_held.empty()) {
+        AppendLocked(std::move(reply));
+        _holding = false;
         return;
     }
     // Memory first: what was held back must not be lost half-way.
@@ -140,8 +145,15 @@ void OutputQueue::End(std::string_view reason) noexcept {
 }
 
 void OutputQueue::Abort(std::string_view reason) noexcept {
-    osa::MutexLock lock(_mutex);
-    AbortLocked(reason);
+    bool foreign = false;
+    {
+        osa::MutexLock lock(_mutex);
+        foreign = _driver != std::this_thread::get_id();
+        AbortLocked(reason);
+    }
+    if (foreign) {
+        _waker->Call();
+    }
 }
 
 void OutputQueue::AppendLocked(std::string&& text) {

@@ -47,7 +47,7 @@ public:
     };
 
     /// Driving thread: appends a reply. Throws `std::bad_alloc`, having appended nothing.
-    void Append(std::string_view reply);
+    void Append(std::string reply);
     /// Any thread: appends the notification of the commit of this revision. When there is no memory for it
     /// the connection ends, for a notification must not be missed.
     void Notify(std::uint64_t revision, std::string text) noexcept;
@@ -56,12 +56,12 @@ public:
     /// revision behind the notifications of the commits up to it and before those of later ones, or until
     /// `Release`.
     void Hold();
-    void AppendAt(std::uint64_t revision, std::string_view reply);
+    void AppendAt(std::uint64_t revision, std::string reply);
     void Release() noexcept;
 
     /// The connection is over once its output was taken. Keeps the first reason.
     void End(std::string_view reason) noexcept;
-    /// As `End`, but what waits is dropped.
+    /// As `End`, but what waits is dropped. Any thread.
     void Abort(std::string_view reason) noexcept;
 
 private:
