@@ -1,28 +1,31 @@
 # The other presets as tests of the release build: each is configured and built by one test and tested by the next,
-# so that one ctest run tells about everything. They keep all cores busy by themselves and run one at a time.
+# so that one ctest run tells about everything. They keep all cores busy by themselves and run one at a time, after
+# the tests of the release build.
 find_program(ZUMRA_NPROC nproc REQUIRED)
 execute_process(COMMAND "${ZUMRA_NPROC}" OUTPUT_VARIABLE zumra_cores OUTPUT_STRIP_TRAILING_WHITESPACE)
 
-function(zumra_matrix_build preset)
-    add_test(NAME ${preset}-build COMMAND "${CMAKE_COMMAND}" -D PRESET=${preset} -P cmake/BuildPreset.cmake
-             WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
-    set_tests_properties(${preset}-build PROPERTIES FIXTURES_SETUP ${preset} LABELS matrix RUN_SERIAL ON TIMEOUT 2400)
+function(zumra_matrix_test name)
+    add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
+    set_tests_properties(${name} PROPERTIES LABELS matrix RUN_SERIAL ON COST -1 TIMEOUT 2400)
 endfunction()
 
-function(zumra_matrix_test preset)
-    add_test(NAME ${preset} COMMAND "${CMAKE_CTEST_COMMAND}" --preset ${preset} --parallel ${zumra_cores}
-             WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
-    set_tests_properties(${preset} PROPERTIES FIXTURES_REQUIRED ${preset} LABELS matrix RUN_SERIAL ON TIMEOUT 2400)
+function(zumra_matrix_build preset)
+    zumra_matrix_test(${preset}-build "${CMAKE_COMMAND}" -D PRESET=${preset} -P cmake/BuildPreset.cmake)
+    set_tests_properties(${preset}-build PROPERTIES FIXTURES_SETUP ${preset})
+endfunction()
+
+function(zumra_matrix_run preset)
+    zumra_matrix_test(${preset} "${CMAKE_CTEST_COMMAND}" --preset ${preset} --parallel ${zumra_cores})
+    set_tests_properties(${preset} PROPERTIES FIXTURES_REQUIRED ${preset})
 endfunction()
 
 foreach(preset IN ITEMS asan tsan armhf)
     zumra_matrix_build(${preset})
-    zumra_matrix_test(${preset})
+    zumra_matrix_run(${preset})
 endforeach()
 zumra_matrix_build(clang)
 
 # clang-tidy reads how the clang build compiles each file.
 find_program(ZUMRA_RUN_CLANG_TIDY NAMES run-clang-tidy-14 run-clang-tidy REQUIRED)
-add_test(NAME clang-tidy COMMAND "${ZUMRA_RUN_CLANG_TIDY}" -quiet -p build-clang -j ${zumra_cores} "/(src|apps)/"
-         WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
-set_tests_properties(clang-tidy PROPERTIES FIXTURES_REQUIRED clang LABELS matrix RUN_SERIAL ON TIMEOUT 2400)
+zumra_matrix_test(clang-tidy "${ZUMRA_RUN_CLANG_TIDY}" -quiet -p build-clang -j ${zumra_cores} "/(src|apps)/")
+set_tests_properties(clang-tidy PROPERTIES FIXTURES_REQUIRED clang)
