@@ -19,7 +19,7 @@ function(zumra_matrix_run preset)
     set_tests_properties(${preset} PROPERTIES FIXTURES_REQUIRED ${preset})
 endfunction()
 
-foreach(preset IN ITEMS asan tsan armhf)
+foreach(preset IN ITEMS asan tsan armhf fuzz)
     zumra_matrix_build(${preset})
     zumra_matrix_run(${preset})
 endforeach()
@@ -27,5 +27,5 @@ zumra_matrix_build(clang)
 
 # clang-tidy reads how the clang build compiles each file.
 find_program(ZUMRA_RUN_CLANG_TIDY NAMES run-clang-tidy-14 run-clang-tidy REQUIRED)
-zumra_matrix_test(clang-tidy "${ZUMRA_RUN_CLANG_TIDY}" -quiet -p build-clang -j ${zumra_cores} "/(src|apps)/")
+zumra_matrix_test(clang-tidy unittests/build/clang_tidy.sh "${ZUMRA_RUN_CLANG_TIDY}" build-clang)
 set_tests_properties(clang-tidy PROPERTIES FIXTURES_REQUIRED clang)
