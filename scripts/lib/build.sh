@@ -1,10 +1,11 @@
+# shellcheck shell=bash
 # The release build in build/.
 
 # configure_release OPTION...: configures build/ with the options.
 configure_release() {
     local fresh=()
     # A tree that was copied or moved with its build folder cannot be built there.
-    if [ -f "$project/build/CMakeCache.txt" ] &&
+    if [ -f "${project:?}/build/CMakeCache.txt" ] &&
         ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$project" "$project/build/CMakeCache.txt"; then
         fresh=(--fresh)
     fi

@@ -1,28 +1,29 @@
+# shellcheck shell=bash
 # Debian packages, installed by name when they are missing. The lists stand in scripts/packages, one name a line;
 # `name:architecture` for another architecture than the machine's.
 
 # need_packages LIST...: sees to it that every package of the lists is installed; asks nothing, does nothing twice.
 need_packages() {
     local wanted missing
+    mapfile -t wanted < <(list_packages "$@")
     if ! command -v dpkg-query >/dev/null; then
-        say "this is no Debian machine: going on with the tools that are here (wanted: $(list_packages "$@" | xargs))"
+        say "this is no Debian machine: going on with the tools that are here (wanted: ${wanted[*]})"
         return 0
     fi
-    wanted=$(list_packages "$@")
-    missing=$(missing_packages $wanted)
-    [ -n "$missing" ] || return 0
-    say "installing" $missing
-    install_packages $missing || die "these packages could not be installed through apt-get: $(xargs <<<"$missing")"
+    mapfile -t missing < <(missing_packages "${wanted[@]}")
+    [ ${#missing[@]} -gt 0 ] || return 0
+    say "installing ${missing[*]}"
+    install_packages "${missing[@]}" || die "could not be installed through apt-get: ${missing[*]}"
 }
 
 list_packages() {
     local list
     for list in "$@"; do
-        sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "$project/scripts/packages/$list"
+        sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "${project:?}/scripts/packages/$list"
     done
 }
 
-# Prints those of the given packages that are not installed.
+# missing_packages NAME...: prints those that are not installed.
 missing_packages() {
     local native installed name
     native=$(dpkg --print-architecture)

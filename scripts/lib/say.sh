@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What a script tells its user. All of it goes to standard error: standard output belongs to the program that is run.
 
 say() {

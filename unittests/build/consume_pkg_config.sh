@@ -8,10 +8,11 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 mkdir -p "$scratch"
 
 consume() {
-    local program=$1 package=$2
+    local program=$1 package=$2 compile link
     echo "$program.cpp with $package $(pkg-config --modversion "$package")"
-    g++ -std=c++17 -Wall -Wextra -Werror $(pkg-config --cflags "$package") "$consumer/$program.cpp" \
-        -o "$scratch/$program" $(pkg-config --libs "$package")
+    read -ra compile < <(pkg-config --cflags "$package")
+    read -ra link < <(pkg-config --libs "$package")
+    g++ -std=c++17 -Wall -Wextra -Werror "${compile[@]}" "$consumer/$program.cpp" -o "$scratch/$program" "${link[@]}"
     LD_LIBRARY_PATH=$libraries "$scratch/$program"
 }
 

@@ -7,8 +7,9 @@ mapfile -t headers < <(cd "$include" && find zumra -name '*.h' | sort)
 
 compile() {
     g++ -std=c++17 -Wall -Wextra -Wpedantic -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Werror -fsyntax-only \
-        -I "$1" -x c++ - <<<"#include \"$2\""
+        -I "$include" -x c++ - <<<"#include \"$1\""
 }
 export -f compile
-printf '%s\0' "${headers[@]}" | xargs -0 -P "$(nproc)" -I {} bash -c 'compile "$1" "$2"' _ "$include" {}
+export include
+printf '%s\0' "${headers[@]}" | xargs -0 -P "$(nproc)" -I {} bash -c 'compile {}'
 echo "${#headers[@]} headers compile alone as C++17"

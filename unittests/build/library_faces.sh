@@ -23,12 +23,12 @@ check_library() {
     [ -n "$file" ] || { fault "$name.so.1 is not installed"; return; }
     dynamic=$(readelf -dW "$file")
     grep -q "SONAME.*\[$name.so.1\]" <<<"$dynamic" || fault "$name has another soname"
-    for need in $(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic"); do
+    while read -r need; do
         grep -qE "^($needs|libstdc\+\+\.so\.6|libgcc_s\.so\.1|libm\.so\.6|libc\.so\.6|ld-linux.*)$" <<<"$need" ||
             fault "$name needs $need"
-    done
+    done < <(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic")
     strange=$(strangers "$file" "$offers")
-    [ -z "$strange" ] || fault "$name offers names that are not the project's:" $strange
+    [ -z "$strange" ] || fault "$name offers names that are not the project's: $strange"
     offered=$(nm -DC --defined-only "$file" | grep -c ' zumra::') || fault "$name offers nothing"
     echo "$name: $offered names offered"
 }

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# scripts_test.sh PROJECT: tries what the scripts in scripts/ are made of.
+set -uo pipefail
+project=$1
+. "$project/scripts/lib/say.sh"
+. "$project/scripts/lib/packages.sh"
+status=0
+
+# expect WHAT EXPECTED ACTUAL
+expect() {
+    [ "$2" = "$3" ] && return
+    echo "$1: expected '$2', got '$3'"
+    status=1
+}
+
+expect "nothing is missing of what is here" "" "$(missing_packages dpkg libc6 debconf)"
+expect "what is missing is named" "no-such-package no-such-package:armhf dpkg:armhf" \
+    "$(missing_packages dpkg no-such-package no-such-package:armhf dpkg:armhf | xargs)"
+expect "a list is names alone" "g++ cmake ninja-build pkg-config check" "$(list_packages build | xargs)"
+
+as_root() { return 1; }
+answer=$(missing_packages() { echo no-such-package; } && need_packages build 2>&1)
+expect "an installation that fails ends the script" 1 $?
+expect "and says why" "scripts_test.sh: error: could not be installed through apt-get: no-such-package" \
+    "$(tail -n 1 <<<"$answer")"
+
+answer=$("$project/scripts/test" quickly 2>&1 >/dev/null)
+expect "an unknown argument is rejected" 2 $?
+expect "and named" "test: unknown argument 'quickly'" "$(head -n 1 <<<"$answer")"
+expect "help is on standard output" "scripts/test quick" "$("$project/scripts/test" --help | grep -o 'scripts/test quick')"
+exit $status
