@@ -39,11 +39,16 @@ public:
     const Group& operator*() const noexcept { return _node->values; }
     const Group* operator->() const noexcept { return &_node->values; }
 
+    /// Whether this handle holds a group that no other handle holds.
+    [[nodiscard]] bool Unshared() const noexcept {
+        return _node != nullptr && _node->users.load(std::memory_order_acquire) == 1;
+    }
+
     /// The values for changing: in place when this handle is the only one, otherwise of a fresh copy that
     /// only this handle holds. Requires a group. Throws `std::bad_alloc` and changes nothing when there is no
     /// memory.
     Group& Edit() {
-        if (_node->users.load(std::memory_order_acquire) != 1) {
+        if (!Unshared()) {
             *this = SharedGroup(_node->values);
         }
         return _node->values;
@@ -73,8 +78,9 @@ private:
 
 using GroupMap = std::map<std::string, SharedGroup, std::less<>>;
 
-/// What one commit changed: each changed group as it is right after the commit, without a group where the
-/// commit removed it. Shared by everyone whom the commit concerns, and never changed once made.
+/// What one commit changed: each changed group that concerns anyone, as it is right after the commit, without
+/// a group where the commit removed it. Shared by everyone whom the commit concerns, and never changed once
+/// it was given to anyone.
 struct Change {
     std::uint64_t revision = 0;
     GroupMap groups;

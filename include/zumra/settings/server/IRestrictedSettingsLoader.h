@@ -10,7 +10,7 @@
 
 namespace zumra::settings::server {
 
-/// Who is at the other end of a connection. Absent numbers are unknown.
+/// Who is at the other end of a connection. Absent numbers are unknown and match no rule.
 struct Identity {
     std::optional<std::uint32_t> uid;
     std::set<std::uint32_t> gids;
@@ -19,6 +19,7 @@ struct Identity {
 
 /// The groups that only some may read or write.
 struct RestrictedGroups {
+    /// Everyone, or those whose user id or any of whose group ids is listed.
     struct Users {
         bool everyone = false;
         std::set<std::uint32_t> uids;
@@ -27,16 +28,21 @@ struct RestrictedGroups {
     struct Rule {
         common::GroupNameMatcher groups;
         Users readers;
+        /// Of these, those who are readers, too, may write.
         Users writers;
     };
-    /// A group that several rules match may be used by those whom every one of them allows.
+    /// A group that several rules match may be used by those whom every one of them allows; one that none
+    /// matches is everybody's.
     std::vector<Rule> rules;
 };
 
 /// Gives the store its restricted groups.
+///
+/// Thread-safety: the store calls it in its constructor and in its `Reload`, under no lock.
 class ZUMRA_EXPORT IRestrictedSettingsLoader {
 public:
     virtual ~IRestrictedSettingsLoader();
+    /// What this throws comes out of the constructor or of `Reload`.
     virtual RestrictedGroups LoadRestrictedGroups() = 0;
 };
 

@@ -1,0 +1,169 @@
+#include "settings/server/SavedDocument.h"
+
+#include <map>
+#include <utility>
+
+#include "zumra/settings/server/ISettingsPersister.h"
+
+namespace zumra::settings::server {
+
+namespace {
+
+using Group = SharedGroup::Group;
+
+constexpr std::string_view kRemovedGroups = "ZumraSettings/Removed";
+constexpr std::string_view kRemovedValuesOf = "ZumraSettings/Removed/";
+constexpr std::string_view kOrdinaryGroup = "ZumraSettings/Removed!";
+
+bool BeginsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+std::string Concatenated(std::string_view prefix, std::string_view name) {
+    return std::string(prefix).append(name);
+}
+
+std::string SavedName(const std::string& group) {
+    return BeginsWith(group, kRemovedGroups) ? Concatenated(kOrdinaryGroup, group) : group;
+}
+
+/// Whether the saved group of this name lists something that was removed.
+bool IsList(std::string_view savedName) {
+    return savedName == kRemovedGroups || BeginsWith(savedName, kRemovedValuesOf);
+}
+
+std::map<std::string, GroupDifference> Parse(const core::IniFile& saved) {
+    std::map<std::string, GroupDifference> differences;
+    for (const auto& [savedName, values] : saved) {
+        if (savedName == kRemovedGroups) {
+            for (const auto& group : values) {
+                differences[group.first].removed = true;
+            }
+        } else if (BeginsWith(savedName, kRemovedValuesOf)) {
+            GroupDifference& difference = differences[savedName.substr(kRemovedValuesOf.size())];
+            for (const auto& value : values) {
+                difference.removedValues.insert(value.first);
+            }
+        } else {
+            const bool marked = BeginsWith(savedName, kOrdinaryGroup);
+            GroupDifference& difference =
+                differences[marked ? savedName.substr(kOrdinaryGroup.size()) : savedName];
+            difference.present = true;
+            for (const auto& [name, value] : values) {
+                difference.values[name] = value;
+            }
+        }
+    }
+    return differences;
+}
+
+core::IniFile ListsOf(const core::IniFile& document) {
+    core::IniFile lists;
+    for (const auto& [savedName, values] : document) {
+        if (IsList(savedName)) {
+            lists.SetGroup(savedName, values);
+        }
+    }
+    return lists;
+}
+
+}  // namespace
+
+SavedDocument::SavedDocument(ISettingsPersister& persister, core::IniFile loaded)
+    : _persister(persister),
+      _incremental(dynamic_cast<IIncrementalPersister*>(&persister)),
+      _document(_incremental != nullptr ? ListsOf(loaded) : std::move(loaded)) {}
+
+GroupMap SavedDocument::Restore(const core::IniFile& loaded, const GroupMap& defaults) {
+    GroupMap groups = defaults;
+    for (const auto& [name, difference] : Parse(loaded)) {
+        const auto byDefault = defaults.find(name);
+        SharedGroup group =
+            Apply(difference, byDefault == defaults.end() ? SharedGroup() : byDefault->second);
+        if (group) {
+            groups[name] = std::move(group);
+        } else {
+            groups.erase(name);
+        }
+    }
+    return groups;
+}
+
+void SavedDocument::Update(const std::string& group, const SharedGroup& current,
+                           const SharedGroup& byDefault) {
+    GroupDifference difference = DifferenceOf(current, byDefault);
+    Group removedValues;
+    for (const std::string& name : difference.removedValues) {
+        removedValues.emplace(name, std::string());
+    }
+    const bool anyRemoved = !removedValues.empty();
+    Put(Concatenated(kRemovedValuesOf, group), std::move(removedValues), anyRemoved);
+    PutRemovedGroup(group, difference.removed);
+    Put(SavedName(group), std::move(difference.values), difference.present);
+}
+
+void SavedDocument::PutRemovedGroup(const std::string& group, bool removed) {
+    if (_document.HasValue(kRemovedGroups, group) == removed) {
+        return;
+    }
+    _unwritten = true;
+    _listChanged = true;
+    SharedGroup::Group& list = _document[kRemovedGroups];
+    if (removed) {
+        list[group];
+    } else {
+        list.erase(group);
+    }
+}
+
+void SavedDocument::Put(const std::string& savedName, Group values, bool exists) {
+    if (_incremental == nullptr || IsList(savedName)) {
+        const Group* present = _document.FindGroup(savedName);
+        if (exists == (present != nullptr) && (present == nullptr || *present == values)) {
+            return;
+        }
+    }
+    Replace(savedName, std::move(values), exists);
+}
+
+void SavedDocument::Replace(const std::string& savedName, Group values, bool exists) {
+    _unwritten = true;
+    if (_incremental != nullptr) {
+        if (exists) {
+            _changed.SetGroup(savedName, values);
+            _removed.erase(savedName);
+        } else {
+            _removed.insert(savedName);
+            _changed.EraseGroup(savedName);
+        }
+        if (!IsList(savedName)) {
+            return;
+        }
+    }
+    if (exists) {
+        _document.SetGroup(savedName, std::move(values));
+    } else {
+        _document.EraseGroup(savedName);
+    }
+}
+
+void SavedDocument::Write() {
+    if (!_unwritten) {
+        return;
+    }
+    if (_listChanged) {
+        const Group list = _document[kRemovedGroups];
+        Replace(std::string(kRemovedGroups), list, !list.empty());
+        _listChanged = false;
+    }
+    if (_incremental != nullptr) {
+        _incremental->SaveChanges(_changed, _removed);
+        _changed.Clear();
+        _removed.clear();
+    } else {
+        _persister.SaveSettings(_document);
+    }
+    _unwritten = false;
+}
+
+}  // namespace zumra::settings::server

@@ -1,0 +1,159 @@
+#include "settings/server/SettingsManagerState.h"
+
+#include <exception>
+#include <utility>
+
+#include "zumra/settings/server/IIncludeFilter.h"
+#include "zumra/settings/server/ISettingsPersister.h"
+#include "zumra/settings/server/SettingsCombiner.h"
+
+namespace zumra::settings::server {
+
+void SettingsManager::State::Load(const SaveOptions& options) {
+    osa::MutexLock lock(mutex);  // only so that it is seen to be held: nobody else knows the store yet
+    policy = LoadPolicy();
+    if (persister == nullptr) {
+        return;
+    }
+    GroupMap defaults = ToGroups(LoadDefaults());
+    SettingsCombiner saved(filter);
+    persister->LoadSettings(saved);
+    GroupMap groups = SavedDocument::Restore(saved.Combined(), defaults);
+    store = Store(std::move(groups), std::move(defaults));
+    saver = std::make_unique<Saver>(*this, SavedDocument(*persister, saved.Take()), options);
+}
+
+core::IniFile SettingsManager::State::LoadDefaults() {
+    SettingsCombiner combiner(filter);
+    persister->LoadDefaults(combiner);
+    return combiner.Take();
+}
+
+std::shared_ptr<const AccessPolicy> SettingsManager::State::LoadPolicy() {
+    return std::make_shared<AccessPolicy>(restrictions == nullptr ? RestrictedGroups()
+                                                                  : restrictions->LoadRestrictedGroups());
+}
+
+std::uint64_t SettingsManager::State::Reload() {
+    std::shared_ptr<const AccessPolicy> newPolicy = LoadPolicy();
+    GroupMap defaults;
+    if (persister != nullptr) {
+        if (filter != nullptr) {
+            filter->Reset();
+        }
+        defaults = ToGroups(LoadDefaults());
+    }
+    Step step;
+    {
+        osa::MutexLock lock(mutex);
+        if (persister != nullptr) {
+            step.edition = PlanNewDefaults(store, defaults);
+        }
+        if (!step.edition.empty()) {
+            step.deliveries = Take(step.edition);
+        }
+        policy.swap(newPolicy);
+        step.revision = store.Revision();
+    }
+    if (!step.edition.empty()) {
+        Finish(step.revision, step.deliveries, Saving::kAsSet);
+    }
+    return step.revision;
+}
+
+common::ChangeRouter::Deliveries SettingsManager::State::Take(Edition& edition) {
+    const std::shared_ptr<common::Change> change = DraftChange(edition);
+    common::ChangeRouter::Deliveries deliveries;
+    if (change != nullptr) {
+        deliveries = router.Prepare(change);
+    }
+    if (saver != nullptr) {
+        edition.ForEachName([&edition](const std::string& name) { edition.unsaved.insert(name); });
+    }
+    // From here on nothing can fail.
+    store.Apply(edition);
+    if (saver != nullptr) {
+        unsaved.merge(edition.unsaved);
+    }
+    if (change != nullptr) {
+        change->revision = store.Revision();
+        for (auto& [name, group] : change->groups) {
+            group = store.FindGroup(name);
+        }
+        common::ChangeRouter::Post(deliveries);
+    }
+    return deliveries;
+}
+
+std::shared_ptr<common::Change> SettingsManager::State::DraftChange(const Edition& edition) const {
+    std::shared_ptr<common::Change> change;
+    if (!router.HasListeners()) {
+        return change;
+    }
+    edition.ForEachName([&](const std::string& name) {
+        if (router.Concerns(name)) {
+            if (change == nullptr) {
+                change = std::make_shared<common::Change>();
+            }
+            change->groups.emplace(name, SharedGroup());
+        }
+    });
+    return change;
+}
+
+bool SettingsManager::State::SetInPlace(std::string_view group, std::string_view name, std::string& value) {
+    const auto at = store.Groups().find(group);
+    if (at == store.Groups().end() || !at->second.Unshared() || router.Concerns(group)) {
+        return false;
+    }
+    SharedGroup::Group& values = at->second.Edit();
+    const auto slot = values.find(name);
+    if (slot == values.end() || slot->second == value) {
+        return false;
+    }
+    if (saver != nullptr) {
+        unsaved.insert(at->first);
+    }
+    store.Exchange(slot->second, value);
+    return true;
+}
+
+void SettingsManager::State::Finish(std::uint64_t revision,
+                                    const common::ChangeRouter::Deliveries& deliveries, Saving saving) {
+    if (saver != nullptr) {
+        saver->Committed(revision);
+    }
+    std::exception_ptr failure;
+    try {
+        common::ChangeRouter::Deliver(deliveries);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    const bool wait =
+        saving == Saving::kAlways || (saving == Saving::kAsSet && saver != nullptr && !saver->Deferred());
+    if (saver != nullptr && wait) {
+        saver->Save(revision);
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+void SettingsManager::State::TakeUnsaved(UnsavedGroups& taken) {
+    osa::MutexLock lock(mutex);
+    taken.revision = store.Revision();
+    taken.names.swap(unsaved);
+    taken.items.reserve(taken.names.size());
+    for (const std::string& name : taken.names) {
+        const auto byDefault = store.Defaults().find(name);
+        taken.items.push_back(
+            {store.FindGroup(name), byDefault == store.Defaults().end() ? SharedGroup() : byDefault->second});
+    }
+}
+
+void SettingsManager::State::PutBack(UnsavedGroups& taken) noexcept {
+    osa::MutexLock lock(mutex);
+    unsaved.merge(taken.names);
+}
+
+}  // namespace zumra::settings::server

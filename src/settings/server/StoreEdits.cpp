@@ -1,0 +1,192 @@
+#include "settings/server/StoreEdits.h"
+
+#include <utility>
+
+#include "settings/server/GroupDifference.h"
+
+namespace zumra::settings::server {
+
+namespace {
+
+using Group = SharedGroup::Group;
+
+/// The values of `wanted` that `present` lacks or has otherwise.
+Group Differing(const Group& wanted, const Group& present) {
+    Group differing;
+    for (const auto& [name, value] : wanted) {
+        const auto at = present.find(name);
+        if (at == present.end() || at->second != value) {
+            differing.emplace_hint(differing.end(), name, value);
+        }
+    }
+    return differing;
+}
+
+/// Puts `values` into a group that exists: into the group itself unless someone else holds it, too.
+Edition::Step PutValues(GroupMap::iterator at, Group values) {
+    if (at->second.Unshared()) {
+        return {.at = at, .values = std::move(values)};
+    }
+    Group copy = *at->second;
+    for (auto& [name, value] : values) {
+        copy[name] = std::move(value);
+    }
+    return {.at = at, .replacement = SharedGroup(std::move(copy))};
+}
+
+void PlanMergeOf(Store& store, const std::string& name, const Group& values, Edition& edition) {
+    const auto at = store.Groups().find(name);
+    if (at == store.Groups().end()) {
+        edition.added.emplace_hint(edition.added.end(), name, SharedGroup(values));
+        return;
+    }
+    Group differing = Differing(values, *at->second);
+    if (!differing.empty()) {
+        edition.steps.push_back(PutValues(at, std::move(differing)));
+    }
+}
+
+}  // namespace
+
+void RequireWriteOfAll(const core::IniFile& settings, const Access& access) {
+    for (const auto& group : settings) {
+        access.RequireWrite(group.first);
+    }
+}
+
+Edition PlanMerge(Store& store, const core::IniFile& settings, const Access& access) {
+    RequireWriteOfAll(settings, access);
+    Edition edition;
+    for (const auto& [name, values] : settings) {
+        PlanMergeOf(store, name, values, edition);
+    }
+    return edition;
+}
+
+Edition PlanSetValue(Store& store, std::string_view group, std::string_view name, std::string& value,
+                     const Access& access) {
+    access.RequireWrite(group);
+    Edition edition;
+    const std::string* present = store.FindValue(group, name);
+    if (present != nullptr && *present == value) {
+        return edition;
+    }
+    Group values;
+    values.emplace(std::string(name), std::move(value));
+    const auto at = store.Groups().find(group);
+    if (at == store.Groups().end()) {
+        edition.added.emplace(std::string(group), SharedGroup(std::move(values)));
+    } else {
+        edition.steps.push_back(PutValues(at, std::move(values)));
+    }
+    return edition;
+}
+
+Edition PlanOverwrite(Store& store, const common::GroupNameMatcher& groups, const core::IniFile& settings,
+                      const Access& access) {
+    RequireWriteOfAll(settings, access);
+    Edition edition;
+    groups.ForEachMatch(store.Groups(), [&](GroupMap::iterator at) {
+        if (access.MayRead(at->first) && !settings.HasGroup(at->first)) {
+            access.RequireWrite(at->first);
+            edition.steps.push_back({.at = at, .erase = true});
+        }
+    });
+    for (const auto& [name, values] : settings) {
+        const auto at = store.Groups().find(name);
+        if (at == store.Groups().end()) {
+            edition.added.emplace_hint(edition.added.end(), name, SharedGroup(values));
+        } else {
+            edition.steps.push_back({.at = at, .replacement = SharedGroup(values)});
+        }
+    }
+    return edition;
+}
+
+Edition PlanErase(Store& store, const common::GroupNameMatcher& groups, const Access& access) {
+    Edition edition;
+    groups.ForEachMatch(store.Groups(), [&](GroupMap::iterator at) {
+        if (access.MayRead(at->first)) {
+            access.RequireWrite(at->first);
+            edition.steps.push_back({.at = at, .erase = true});
+        }
+    });
+    return edition;
+}
+
+Edition PlanEraseValue(Store& store, std::string_view group, std::string_view name, const Access& access) {
+    access.RequireWrite(group);
+    Edition edition;
+    const auto at = store.Groups().find(group);
+    if (at == store.Groups().end()) {
+        return edition;
+    }
+    const auto value = at->second->find(name);
+    if (value == at->second->end()) {
+        return edition;
+    }
+    if (at->second.Unshared()) {
+        edition.steps.push_back({.at = at, .removedValue = &value->first});
+    } else {
+        Group copy = *at->second;
+        copy.erase(value->first);
+        edition.steps.push_back({.at = at, .replacement = SharedGroup(std::move(copy))});
+    }
+    return edition;
+}
+
+Edition PlanRestore(Store& store, const common::GroupNameMatcher& groups, const Access& access) {
+    Edition edition;
+    groups.ForEachMatch(store.Defaults(), [&](GroupMap::const_iterator wanted) {
+        if (!access.MayRead(wanted->first)) {
+            return;
+        }
+        access.RequireWrite(wanted->first);
+        const auto at = store.Groups().find(wanted->first);
+        if (at == store.Groups().end()) {
+            edition.added.emplace_hint(edition.added.end(), *wanted);
+        } else if (at->second != wanted->second) {
+            edition.steps.push_back({.at = at, .replacement = wanted->second});
+        }
+    });
+    return edition;
+}
+
+Edition PlanNewDefaults(Store& store, const GroupMap& defaults) {
+    Edition edition;
+    GroupMap next = defaults;
+    const auto replace = [&](const std::string& name, const SharedGroup& before, const SharedGroup& after) {
+        edition.unsaved.insert(name);
+        const auto at = store.Groups().find(name);
+        const SharedGroup current = at == store.Groups().end() ? SharedGroup() : at->second;
+        SharedGroup rebased = Apply(DifferenceOf(current, before), after);
+        if (!rebased && current) {
+            edition.steps.push_back({.at = at, .erase = true});
+        } else if (rebased && !current) {
+            edition.added.emplace(name, std::move(rebased));
+        } else if (rebased != current) {
+            edition.steps.push_back({.at = at, .replacement = std::move(rebased)});
+        }
+    };
+    for (const auto& [name, before] : store.Defaults()) {
+        if (next.find(name) == next.end()) {
+            replace(name, before, SharedGroup());
+        }
+    }
+    for (auto& [name, after] : next) {
+        const auto before = store.Defaults().find(name);
+        if (before == store.Defaults().end()) {
+            replace(name, SharedGroup(), after);
+        } else if (before->second != after) {
+            replace(name, before->second, after);
+        } else {
+            after = before->second;  // shared with the groups that are as by default
+        }
+    }
+    if (!edition.unsaved.empty()) {
+        edition.defaults = std::move(next);
+    }
+    return edition;
+}
+
+}  // namespace zumra::settings::server

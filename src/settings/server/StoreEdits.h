@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "settings/server/AccessPolicy.h"
+#include "settings/server/Store.h"
+#include "zumra/settings/common/GroupNameMatcher.h"
+
+namespace zumra::settings::server {
+
+// What the operations of the store come to, as editions of it. None changes the store; an empty edition means
+// that there is nothing to change. Each throws "not allowed to write group '<group>'" as `Access` says.
+
+void RequireWriteOfAll(const core::IniFile& settings, const Access& access);
+
+[[nodiscard]] Edition PlanMerge(Store& store, const core::IniFile& settings, const Access& access);
+[[nodiscard]] Edition PlanSetValue(Store& store, std::string_view group, std::string_view name,
+                                   std::string& value, const Access& access);
+[[nodiscard]] Edition PlanOverwrite(Store& store, const common::GroupNameMatcher& groups,
+                                    const core::IniFile& settings, const Access& access);
+[[nodiscard]] Edition PlanErase(Store& store, const common::GroupNameMatcher& groups, const Access& access);
+[[nodiscard]] Edition PlanEraseValue(Store& store, std::string_view group, std::string_view name,
+                                     const Access& access);
+[[nodiscard]] Edition PlanRestore(Store& store, const common::GroupNameMatcher& groups, const Access& access);
+/// New defaults under what differs from the present ones.
+[[nodiscard]] Edition PlanNewDefaults(Store& store, const GroupMap& defaults);
+
+}  // namespace zumra::settings::server
