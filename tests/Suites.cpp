@@ -11,6 +11,7 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(CommandTests),
     SUITE(CallbackDispatcherTests),
     SUITE(GroupNameMatcherTests),
+    SUITE(LoadPriorityIncludeFilterTests),
     SUITE(PhpArraySettingsSerializerTests),
     {nullptr, nullptr},
 };

@@ -9,6 +9,7 @@ namespace zumra::tests {
 Suite* CommandTests();
 Suite* CallbackDispatcherTests();
 Suite* GroupNameMatcherTests();
+Suite* LoadPriorityIncludeFilterTests();
 Suite* PhpArraySettingsSerializerTests();
 
 }  // namespace zumra::tests
