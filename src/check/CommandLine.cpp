@@ -10,107 +10,132 @@ namespace zumra::check {
 
 namespace {
 
+using Names = std::vector<std::string_view>;
+
 /// What options decide; deciding one of them twice, differently, is a contradiction.
 enum class Setting { kAnswer, kFork, kPrint, kXml };
 
 struct Option {
     std::string_view longName;
     std::string_view shortName;
-    Setting setting;
     /// What the option stands for; empty when a value follows it.
     std::string_view value;
     /// How the help calls the value that follows.
     std::string_view valueName;
     std::string_view help;
-};
+    Setting setting;
+    void (*apply)(CommandLine& line, std::string_view value);
 
-constexpr std::array kOptions = {
-    Option{"--list", "-l", Setting::kAnswer, "list", "",
-           "list the suites (with -v every check) and run nothing"},
-    Option{"--fork", "", Setting::kFork, "yes", "", "run each check in a process of its own (default)"},
-    Option{"--no-fork", "", Setting::kFork, "no", "", "run all checks in this process"},
-    Option{"--print", "", Setting::kPrint, "", "MODE", "report silent, minimal, normal (default) or verbose"},
-    Option{"--quiet", "-q", Setting::kPrint, "silent", "", "the same as --print silent"},
-    Option{"--verbose", "-v", Setting::kPrint, "verbose", "", "the same as --print verbose"},
-    Option{"--xml", "", Setting::kXml, "", "FILE", "write Check's XML log to FILE"},
-    Option{"--help", "-h", Setting::kAnswer, "help", "", "show this text"},
-    Option{"--version", "-V", Setting::kAnswer, "version", "",
-           "show the versions of this program and of Check"},
+    [[nodiscard]] bool TakesValue() const { return value.empty(); }
 };
-
-const std::vector<std::string_view> kPrintModes = {"silent", "minimal", "normal", "verbose"};
 
 std::string Quoted(std::string_view text) {
     return "'" + std::string(text) + "'";
 }
 
-std::string DidYouMean(std::string_view given, const std::vector<std::string_view>& names) {
+std::string DidYouMean(std::string_view given, const Names& names) {
     const std::string_view nearest = NearestName(given, names);
     return nearest.empty() ? "" : "; did you mean " + Quoted(nearest) + "?";
 }
 
-const Option& FindOption(std::string_view given) {
-    std::vector<std::string_view> names;
+void SetAnswer(CommandLine& line, std::string_view value) {
+    line.answer = value == "list"   ? CommandLine::Answer::kList
+                  : value == "help" ? CommandLine::Answer::kHelp
+                                    : CommandLine::Answer::kVersion;
+}
+
+void SetFork(CommandLine& line, std::string_view value) {
+    line.fork = value == "yes";
+}
+
+void SetPrint(CommandLine& line, std::string_view value) {
+    static const Names modes = {"silent", "minimal", "normal",
+                                "verbose"};  // in the order of CommandLine::Print
+    const auto found = std::find(modes.begin(), modes.end(), value);
+    if (found == modes.end())
+        throw CommandLineError("option '--print' knows no mode " + Quoted(value) + DidYouMean(value, modes));
+    line.print = static_cast<CommandLine::Print>(found - modes.begin());
+}
+
+void SetXml(CommandLine& line, std::string_view value) {
+    if (value.empty())
+        throw CommandLineError("option '--xml' needs the name of a file, not an empty text");
+    line.xmlPath = std::string(value);
+}
+
+// clang-format off
+constexpr std::array kOptions = {
+    Option{"--list", "-l", "list", "", "list the suites, with -v every check, and run nothing", Setting::kAnswer, SetAnswer},
+    Option{"--fork", "", "yes", "", "run each check in a process of its own (default)", Setting::kFork, SetFork},
+    Option{"--no-fork", "", "no", "", "run all checks in one process", Setting::kFork, SetFork},
+    Option{"--print", "", "", "MODE", "report silent, minimal, normal (default) or verbose", Setting::kPrint, SetPrint},
+    Option{"--quiet", "-q", "silent", "", "the same as --print silent", Setting::kPrint, SetPrint},
+    Option{"--verbose", "-v", "verbose", "", "the same as --print verbose", Setting::kPrint, SetPrint},
+    Option{"--xml", "", "", "FILE", "write Check's XML log to FILE", Setting::kXml, SetXml},
+    Option{"--help", "-h", "help", "", "show this text and run nothing", Setting::kAnswer, SetAnswer},
+    Option{"--version", "-V", "version", "", "show the versions and run nothing", Setting::kAnswer, SetAnswer},
+};
+// clang-format on
+
+/// `name`: which of an option's two names `given` is. `place`: where it was found, for the message.
+const Option& Find(std::string_view given, std::string_view Option::*name, const std::string& place = "") {
+    Names names;
     for (const Option& option : kOptions) {
-        if (given == option.longName || given == option.shortName)
+        if (option.*name == given)
             return option;
-        names.push_back(option.longName);
+        if (!(option.*name).empty())
+            names.push_back(option.*name);
     }
-    throw CommandLineError("unknown option " + Quoted(given) + DidYouMean(given, names));
+    throw CommandLineError("unknown option " + Quoted(given) + place + DidYouMean(given, names));
 }
 
 class Parser {
 public:
-    Parser(const std::vector<std::string_view>& arguments,
-           const std::optional<std::vector<std::string_view>>& knownSuites)
+    Parser(const Names& arguments, const std::optional<Names>& knownSuites)
         : _arguments(arguments), _knownSuites(knownSuites) {}
 
     CommandLine Parse() {
-        for (bool options = true; _next < _arguments.size();) {
+        bool mayBeOption = true;
+        while (_next < _arguments.size()) {
             const std::string_view argument = _arguments[_next++];
-            if (options && argument == "--")
-                options = false;
-            else if (options && argument.starts_with("--"))
+            if (mayBeOption && argument == "--")
+                mayBeOption = false;
+            else if (mayBeOption && argument.starts_with("--"))
                 TakeLong(argument);
-            else if (options && argument.starts_with("-"))
+            else if (mayBeOption && argument.starts_with("-") && argument.size() > 1)
                 TakeShort(argument);
             else
                 TakeSuite(argument);
         }
-        return Result();
+        return std::move(_result);
     }
 
 private:
     struct Given {
-        std::string_view option;
+        std::string spelling;
         std::string_view value;
     };
 
     void TakeLong(std::string_view argument) {
         const std::size_t equals = argument.find('=');
-        const Option& option = FindOption(argument.substr(0, equals));
-        if (!option.value.empty() && equals != std::string_view::npos)
+        const Option& option = Find(argument.substr(0, equals), &Option::longName);
+        const bool hasValue = equals != std::string_view::npos;
+        if (!option.TakesValue() && hasValue)
             throw CommandLineError("option " + Quoted(option.longName) + " takes no value");
-        if (!option.value.empty())
-            Decide(option, option.longName, option.value);
-        else if (equals != std::string_view::npos)
-            Decide(option, option.longName, argument.substr(equals + 1));
-        else
-            Decide(option, option.longName, FollowingValue(option));
+        const std::string name(option.longName);
+        if (!option.TakesValue())
+            return Apply(option, {name, option.value});
+        const std::string_view value = hasValue ? argument.substr(equals + 1) : FollowingValue(option);
+        Apply(option, {name + " " + std::string(value), value});
     }
 
     /// One or several letters: "-q", "-lv".
     void TakeShort(std::string_view argument) {
-        if (argument.size() == 1)
-            throw CommandLineError("unknown option '-'; names of options begin with '--'");
         for (const char letter : argument.substr(1)) {
             const std::string name{'-', letter};
-            const Option* option = std::find_if(kOptions.begin(), kOptions.end(),
-                                                [&](const Option& o) { return o.shortName == name; });
-            if (option == kOptions.end())
-                FindOption(argument);
-            else
-                Decide(*option, option->shortName, option->value);
+            const Option& option =
+                Find(name, &Option::shortName, argument.size() == 2 ? "" : " in " + Quoted(argument));
+            Apply(option, {name, option.value});
         }
     }
 
@@ -128,83 +153,46 @@ private:
         return _arguments[_next++];
     }
 
-    void Decide(const Option& option, std::string_view spelling, std::string_view value) {
-        if (option.setting == Setting::kPrint)
-            PrintMode(value);
-        if (option.setting == Setting::kXml && value.empty())
-            throw CommandLineError("option '--xml' needs the name of a file, not an empty text");
-        const auto [entry, isNew] = _given.try_emplace(option.setting, Given{spelling, value});
-        if (!isNew && entry->second.value != value)
-            throw CommandLineError("option " + Quoted(Spelled(option, {spelling, value})) + " contradicts " +
-                                   Quoted(Spelled(option, entry->second)));
+    void Apply(const Option& option, const Given& given) {
+        const auto [earlier, isFirst] = _given.try_emplace(option.setting, given);
+        if (!isFirst && earlier->second.value != given.value)
+            throw CommandLineError("option " + Quoted(given.spelling) + " contradicts " +
+                                   Quoted(earlier->second.spelling));
+        option.apply(_result, given.value);
     }
 
-    static std::string Spelled(const Option& option, const Given& given) {
-        const bool hasValue = &option != kOptions.end() && FindOption(given.option).value.empty();
-        return std::string(given.option) + (hasValue ? " " + std::string(given.value) : "");
-    }
-
-    static CommandLine::Print PrintMode(std::string_view name) {
-        const auto found = std::find(kPrintModes.begin(), kPrintModes.end(), name);
-        if (found == kPrintModes.end())
-            throw CommandLineError("option '--print' knows no mode " + Quoted(name) +
-                                   DidYouMean(name, kPrintModes));
-        return static_cast<CommandLine::Print>(found - kPrintModes.begin());
-    }
-
-    CommandLine Result() {
-        using Answer = CommandLine::Answer;
-        static const std::map<std::string_view, Answer> answers = {
-            {"help", Answer::kHelp}, {"list", Answer::kList}, {"version", Answer::kVersion}};
-        for (const auto& [setting, given] : _given) {
-            switch (setting) {
-                case Setting::kAnswer:
-                    _result.answer = answers.at(given.value);
-                    break;
-                case Setting::kFork:
-                    _result.fork = given.value == "yes";
-                    break;
-                case Setting::kPrint:
-                    _result.print = PrintMode(given.value);
-                    break;
-                case Setting::kXml:
-                    _result.xmlPath = std::string(given.value);
-                    break;
-            }
-        }
-        return std::move(_result);
-    }
-
-    const std::vector<std::string_view>& _arguments;
-    const std::optional<std::vector<std::string_view>>& _knownSuites;
+    const Names& _arguments;
+    const std::optional<Names>& _knownSuites;
     std::size_t _next = 0;
     std::map<Setting, Given> _given;
     CommandLine _result;
 };
 
+/// "  -q, --quiet       the same as --print silent"
+std::string HelpLine(const Option& option) {
+    std::string names = option.shortName.empty() ? "    " : std::string(option.shortName) + ", ";
+    names += option.longName;
+    if (option.TakesValue())
+        names += " " + std::string(option.valueName);
+    names.resize(20, ' ');
+    return "  " + names + std::string(option.help) + "\n";
+}
+
 }  // namespace
 
-CommandLine ParseCommandLine(const std::vector<std::string_view>& arguments,
-                             const std::optional<std::vector<std::string_view>>& knownSuites) {
+CommandLine ParseCommandLine(const Names& arguments, const std::optional<Names>& knownSuites) {
     return Parser(arguments, knownSuites).Parse();
 }
 
 std::string HelpText(std::string_view program) {
-    std::string text =
-        "Usage: " + std::string(program) +
-        " [OPTION]... [SUITE]...\n"
-        "Runs the named suites, all of them when none is named, in their fixed order.\n"
-        "Status: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n\n";
-    for (const Option& option : kOptions) {
-        std::string names = option.shortName.empty() ? "    " : std::string(option.shortName) + ", ";
-        names += std::string(option.longName) + (option.valueName.empty() ? "" : " ") +
-                 std::string(option.valueName);
-        names.resize(20, ' ');
-        text += "  " + names + std::string(option.help) + "\n";
-    }
-    return text +
-           "\nCK_DEFAULT_TIMEOUT: seconds a check may take (4); CK_TIMEOUT_MULTIPLIER: a factor for all "
-           "times.\n";
+    std::string text = "Usage: " + std::string(program) + " [OPTION]... [SUITE]...\n";
+    text += "Runs the named suites, all of them when none is named, in their fixed order.\n\n";
+    for (const Option& option : kOptions)
+        text += HelpLine(option);
+    text += "\nA check may take 4 seconds; CK_DEFAULT_TIMEOUT in the environment sets other ones, and\n";
+    text += "CK_TIMEOUT_MULTIPLIER multiplies every check's time.\n";
+    text += "Status: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";
+    return text;
 }
 
 }  // namespace zumra::check

@@ -1,5 +1,6 @@
 #include "check/FirstFailure.h"
 
+#include <cstdio>
 #include <thread>
 
 #include "zumra/check/Runner.h"
@@ -14,19 +15,25 @@ bool StartsCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
 }
 
-/// Copies `text`, a NUL as "\0", cut at a character's start when `limit` bytes do not hold it.
+/// The length without the character whose first bytes end `text`.
+std::size_t WithoutSplitCharacter(std::string_view text) {
+    for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back)
+        if (StartsCharacter(text[text.size() - back]))
+            return text.size() - back;
+    return text.size();
+}
+
+/// Copies `text`, a NUL as "\0", cut between characters where `limit` bytes are full.
 void CopyCut(std::string_view text, char* target, std::size_t limit) noexcept {
     std::size_t used = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::string_view piece = text[i] == '\0' ? std::string_view("\\0") : text.substr(i, 1);
-        if (used + piece.size() > limit) {
-            while (used > 0 && !StartsCharacter(text[i])) {
-                --used;
-                --i;
-            }
+    for (const char& byte : text) {
+        const std::string_view shown = byte == '\0' ? std::string_view("\\0") : std::string_view(&byte, 1);
+        if (used + shown.size() > limit) {
+            if (!StartsCharacter(byte))
+                used = WithoutSplitCharacter({target, used});
             break;
         }
-        used += piece.copy(target + used, piece.size());
+        used += shown.copy(target + used, shown.size());
     }
     target[used] = '\0';
 }
@@ -43,12 +50,16 @@ void FirstFailure::Note(std::string_view text, const char* file, int line) noexc
     CopyCut(text, _text, kTextLimit);
     CopyCut(file, _file, kFileLimit);
     _line = line;
+    std::snprintf(_place, sizeof _place, "%s:%d", _file, line);
     _state = kSet;
 }
 
 void FirstFailure::Clear() noexcept {
-    _text[0] = '\0';
     _state = kEmpty;
+}
+
+void FirstFailure::MarkPlace() const {
+    _mark_point(_file, _line);
 }
 
 void FirstFailure::Report() const {

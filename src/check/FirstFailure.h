@@ -20,9 +20,12 @@ public:
     /// Keeps a failure, unless one is kept already; after it one is.
     void Note(std::string_view text, const char* file, int line) noexcept;
     [[nodiscard]] bool IsSet() const noexcept { return _state == kSet; }
-    /// Null-terminated; empty when no failure is kept.
+    /// Null-terminated, as `Place`, which is "FILE:LINE".
     [[nodiscard]] const char* Text() const noexcept { return _text; }
+    [[nodiscard]] const char* Place() const noexcept { return _place; }
     void Clear() noexcept;
+    /// Tells Check the failure's place, for the case that the check ends badly before it is reported.
+    void MarkPlace() const;
     /// Hands the failure to Check, which leaves the check.
     [[noreturn]] void Report() const;
 
@@ -32,6 +35,7 @@ private:
     char _text[kTextLimit + 1] = "";
     char _file[kFileLimit + 1] = "";
     int _line = 0;
+    char _place[kFileLimit + 20] = "";
 };
 
 /// That of the running check: Check has one running check a process and gives it no context.

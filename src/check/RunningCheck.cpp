@@ -23,16 +23,16 @@ const pid_t runnerProcess = getpid();
 std::atomic<bool> isRunning{false};
 const char* definitionFile = "";
 int definitionLine = 0;
-/// As Check's report begins a check's line.
-char lineStart[1000] = "";
+/// "FILE:LINE" of the definition, and what follows the kind of result in Check's report.
+char place[600] = "";
+char name[600] = "";
 
-void SetPlace(const char* file, int line) {
+void SetNames(const char* file, int line) {
     definitionFile = file;
     definitionLine = line;
-    const char* const name = tcase_name();
-    const CheckDescription* const check = registry.Find(name);
-    std::snprintf(lineStart, sizeof lineStart, "%s:%d:E:%s:%s:0: ", file, line,
-                  check == nullptr ? "" : check->testCase, name);
+    const CheckDescription* const check = registry.Find(tcase_name());
+    std::snprintf(place, sizeof place, "%s:%d", file, line);
+    std::snprintf(name, sizeof name, ":%s:%s:0: ", check == nullptr ? "" : check->testCase, tcase_name());
 }
 
 void OnTerminate() {
@@ -77,10 +77,21 @@ void Write(const char* text) noexcept {
     }
 }
 
+void WriteLine(const char* where, const char* kind, const char* text) noexcept {
+    const char* const parts[] = {where, kind, name, text, "\n"};
+    for (const char* part : parts)
+        Write(part);
+}
+
+void WriteFirstFailure() noexcept {
+    if (firstFailure.IsSet())
+        WriteLine(firstFailure.Place(), ":F", firstFailure.Text());
+}
+
 }  // namespace
 
 RunningCheck::RunningCheck(const char* file, int line) {
-    SetPlace(file, line);
+    SetNames(file, line);
     WatchExits();
     NoteForkedCheckBegins();
     _previousTerminate = std::set_terminate(OnTerminate);
@@ -101,19 +112,13 @@ void RunningCheck::End() {
     isRunning = false;
     if (IsForkedCheck())
         firstFailure.Report();
-    WriteLine("the check ended the run");
+    WriteFirstFailure();
     _exit(1);
 }
 
-void RunningCheck::WriteLine(const char* text) noexcept {
-    Write(lineStart);
-    Write(text);
-    Write("\n");
-    if (firstFailure.IsSet()) {
-        Write(lineStart);
-        Write(firstFailure.Text());
-        Write("\n");
-    }
+void RunningCheck::WriteEnd(const char* text) noexcept {
+    WriteLine(place, ":E", text);
+    WriteFirstFailure();
 }
 
 bool IsForkedCheck() {

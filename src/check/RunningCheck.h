@@ -23,9 +23,9 @@ public:
     /// its own, otherwise by a line on standard error and status 1.
     [[noreturn]] static void End();
 
-    /// Writes "FILE:LINE:E:CASE:NAME:0: <text>", and in a second line the first failure if one was noted, to
-    /// standard error. May be called in a signal handler.
-    static void WriteLine(const char* text) noexcept;
+    /// Writes to standard error that the check ended with `text`, in the form of Check's report, and the
+    /// first failure if one was noted: "FILE:LINE:E:CASE:NAME:0: <text>". May be called in a signal handler.
+    static void WriteEnd(const char* text) noexcept;
 
 private:
     void (*_previousTerminate)();

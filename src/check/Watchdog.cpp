@@ -44,7 +44,7 @@ void RestoreCrashActions() {
 void OnCrash(int signal) {
     for (const Crash& crash : crashes)
         if (crash.signal == signal)
-            RunningCheck::WriteLine(crash.text);
+            RunningCheck::WriteEnd(crash.text);
     RestoreCrashActions();
     raise(signal);
 }
@@ -110,7 +110,7 @@ void Watchdog::EndWhenLate(std::chrono::steady_clock::time_point deadline) {
     while (!_hasEnded) {
         if (_ended.WaitUntil(_mutex, deadline) || std::chrono::steady_clock::now() < deadline)
             continue;
-        RunningCheck::WriteLine("Test timeout expired");
+        RunningCheck::WriteEnd("Test timeout expired");
         _exit(1);
     }
 }

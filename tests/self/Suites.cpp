@@ -10,6 +10,7 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(ExceptionTests),
     SUITE(TextTests),
     SUITE(UnwindingTests),
+    SUITE(LeftThreadTests),
     SUITE(TerminateTests),
     SUITE(ForeignThreadTests),
     SUITE(ExitTests),
@@ -22,7 +23,6 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(BlockedHangTests),
     SUITE(DefaultTimeoutTests),
     SUITE(FailThenHangTests),
-    SUITE(LeftThreadTests),
     SUITE(EmptyTests),
     {nullptr, nullptr},
 };

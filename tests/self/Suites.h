@@ -11,6 +11,7 @@ Suite* EqualityTests();
 Suite* ExceptionTests();
 Suite* TextTests();
 Suite* UnwindingTests();
+Suite* LeftThreadTests();
 Suite* TerminateTests();
 Suite* ForeignThreadTests();
 Suite* ExitTests();
@@ -23,7 +24,6 @@ Suite* HangTests();
 Suite* BlockedHangTests();
 Suite* DefaultTimeoutTests();
 Suite* FailThenHangTests();
-Suite* LeftThreadTests();
 Suite* EmptyTests();
 
 }  // namespace zumra::tests

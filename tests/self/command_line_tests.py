@@ -1,0 +1,102 @@
+"""Tries the command line of the check program itself.
+
+command_line_tests.py PROGRAM, see self_tests.py for the environment.
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+PROGRAM = [part for part in os.environ.get("ZUMRA_EMULATOR", "").split(";") if part] + sys.argv[1:2]
+NAME = os.path.basename(PROGRAM[-1])
+
+# The order in which suites run, whatever the order in which they are named.
+ORDER = ["CommandTests", "IniWatcherTests", "ZumraSettingsClientImplLocalTests",
+         "ZumraSettingsClientImplMultiThreadedTests", "ZumraSettingsClientTests", "ResourceManagerTests",
+         "ResourceReserverTests", "SettingsWatcherTests", "SubscribeTests", "TestAndMergeTests",
+         "CallbackDispatcherTests", "ClientHandlerTests", "GroupNameMatcherTests", "LoadPriorityIncludeFilterTests",
+         "PhpArraySettingsSerializerTests"]
+MATCHER = ["gnm_match_ini_file", "gnm_get_names_and_patterns", "gnm_serialize_ini_names", "gnm_serialize_ini_patterns"]
+
+
+def run(*arguments):
+    return subprocess.run(PROGRAM + list(arguments), capture_output=True, text=True, timeout=300, check=False)
+
+
+class CommandLine(unittest.TestCase):
+    def assert_rejected(self, *arguments, says):
+        result = run(*arguments)
+        self.assertEqual((result.stdout, result.stderr, result.returncode), ("", f"{NAME}: {says}\n", 1))
+
+    def assert_answered(self, *arguments):
+        result = run(*arguments)
+        self.assertEqual((result.stderr, result.returncode), ("", 0))
+        return result.stdout
+
+    def test_named_suites_run_in_their_own_order(self):
+        result = run("PhpArraySettingsSerializerTests", "--no-fork", "GroupNameMatcherTests")
+        self.assertEqual(result.stdout, "Running suite(s): GroupNameMatcherTests\n PhpArraySettingsSerializerTests\n"
+                                        "100%: Checks: 11, Failures: 0, Errors: 0\n")
+        self.assertEqual(result.returncode, 0)
+
+    def test_wrong_command_lines_run_nothing(self):
+        with tempfile.TemporaryDirectory() as folder:
+            log = folder + "/log.xml"
+            self.assert_rejected("--xml", log, "GroupNameMatcherTest",
+                                 says="unknown suite 'GroupNameMatcherTest'; did you mean 'GroupNameMatcherTests'?")
+            self.assert_rejected("--xml", log, "--frok", says="unknown option '--frok'; did you mean '--fork'?")
+            self.assert_rejected("--fork", "--xml", log, "--no-fork", says="option '--no-fork' contradicts '--fork'")
+            self.assert_rejected("-q", "-v", says="option '-v' contradicts '-q'")
+            self.assert_rejected("--xml", folder + "/none/log.xml",
+                                 says=f"cannot write the XML log '{folder}/none/log.xml': No such file or directory")
+            self.assert_rejected("--list", "--xml", folder,
+                                 says=f"cannot write the XML log '{folder}': Is a directory")
+            self.assertEqual(os.listdir(folder), [])
+
+    def test_answers_run_nothing(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for answer in "--help", "--version", "--list":
+                self.assertNotIn("Running suite", self.assert_answered(answer, "--xml", folder + "/log.xml"))
+            self.assertEqual(os.listdir(folder), [])
+
+    def test_help_and_version(self):
+        self.assertEqual(self.assert_answered("-h"), self.assert_answered("--help"))
+        self.assertIn(f"Usage: {NAME} [OPTION]... [SUITE]...\n", self.assert_answered("--help"))
+        self.assertRegex(self.assert_answered("-V"), rf"^{NAME} \d+\.\d+\.\d+ \(Check 0\.\d+\.\d+\)\n$")
+
+    def test_list_shows_suites_in_their_order(self):
+        suites = self.assert_answered("--list").splitlines()
+        self.assertEqual(suites, [suite for suite in ORDER if suite in suites])
+        self.assertEqual(self.assert_answered("-l", "GroupNameMatcherTests"), "GroupNameMatcherTests\n")
+
+    def test_verbose_list_shows_every_check_that_runs(self):
+        listed = self.assert_answered("-l", "-v").splitlines()
+        self.assertEqual([line for line in listed if line.startswith("GroupNameMatcherTests/")],
+                         ["GroupNameMatcherTests/all/" + check for check in MATCHER])
+        ran = re.findall(r"^[^:\n]+:\d+:P:(\w+:\w+):0: Passed$", run("-v").stdout, re.MULTILINE)
+        self.assertEqual([line.split("/", 1)[1].replace("/", ":") for line in listed], ran)
+
+    def test_print_modes(self):
+        suite = "GroupNameMatcherTests"
+        head, total = f"Running suite(s): {suite}\n", "100%: Checks: 4, Failures: 0, Errors: 0\n"
+        self.assertEqual(run("-q", suite).stdout, "")
+        self.assertEqual(run("--print", "minimal", suite).stdout, head + total)
+        self.assertEqual(run("--print=normal", suite).stdout, head + total)
+        verbose = run("--print", "verbose", suite).stdout
+        self.assertEqual(re.findall(r":P:all:(\w+):0: Passed\n", verbose), MATCHER)
+
+    def test_xml_log(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.assertEqual(run("--no-fork", "--xml", folder + "/log.xml", "GroupNameMatcherTests").returncode, 0)
+            space = "{http://check.sourceforge.net/ns}"
+            root = xml.etree.ElementTree.parse(folder + "/log.xml").getroot()
+            self.assertEqual([suite.findtext(space + "title") for suite in root.findall(space + "suite")],
+                             ["GroupNameMatcherTests"])
+            self.assertEqual([test.findtext(space + "id") for test in root.iter(space + "test")], MATCHER)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
