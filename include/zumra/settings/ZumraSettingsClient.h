@@ -16,63 +16,144 @@ namespace client {
 class IBackend;
 }
 
-/// A program's access to the settings.
+/// A program's access to the settings: a store of named groups, each with named values. A program makes one,
+/// and keeps it as long as it needs settings.
+///
+///     ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+///     client.SetValue("[Camera/1]name", "front door");
+///     std::string name = client.GetValue("[Camera/1]name");
+///
+/// **Groups** are selected by a pattern: a group's name, or a prefix followed by "*" that stands for every
+/// group whose name begins with the prefix ("Camera/*", "*"). A set of patterns selects what any of them
+/// selects; one that selects nothing is no error.
+///
+/// **Locators** name one value: "[" group "]" name, such as "[Camera/1]name"; `common::SettingLocator` says
+/// how names with unusual bytes are written. A text without that form throws "Failed to parse '<text>' as a
+/// SettingLocator", and nothing is read or changed.
+///
+/// **Order**: an operation that returned has been applied, and every later read, by whomever, sees it. Each
+/// operation is one step: no one sees a part of it.
+///
+/// **Thread-safety**: every operation may be called from any thread, by many threads at once, and from within
+/// a callback. None waits for another thread's callback, except `UnSubscribe` as said there. The destructor
+/// must not run while another operation does, nor within a callback of this client.
+///
+/// **Errors** are `zumra::osa::Exception`. What the server refuses is thrown by the call that asked for it,
+/// with the server's text, and nothing was changed. In the modes with a connection any operation may throw
+/// "connection lost: ..." or, when the server does not keep to the protocol, "protocol error: ..."; whether a
+/// change that was under way then was applied is not known, and every further call throws the same.
+///
+/// **Cost**: reading costs what is read, changing what is changed; the size of the store does not matter.
 class ZUMRA_EXPORT ZumraSettingsClient {
 public:
+    /// Where the store is and how it is reached. The numbers are fixed.
     enum OperationMode {
+        /// The store is in this object; operations work on it directly. No thread. Callbacks run on the
+        /// thread
+        /// that makes the change, within the call.
         kLocal = 2,
+        /// As behind a connection to another process, but the server's end is run by the calling thread,
+        /// within
+        /// the call. No thread. Callbacks run on the calling thread, at the end of the call.
         kLocalSingleThreadedPipe = 3,
+        /// As behind a connection to another process; the server's end, and callbacks, run on threads of this
+        /// object, started by the constructor and ended by the destructor.
         kLocalMultiThreadedPipe = 4,
     };
 
-    /// Why a test-and-merge was refused; see the server's `Difference` for the meaning of absent texts.
+    /// Why a test-and-merge was refused: the first difference that was found.
+    ///
+    /// | name | expected | actual | meaning |
+    /// |---|---|---|---|
+    /// | set | set | set | the value's text is another |
+    /// | set | set | - | there is no such value |
+    /// | set | - | set | there is a value that was not expected |
+    /// | - | - | - | there is no such group |
+    /// | - | - | set | there is a group that was not expected |
     struct Difference {
         std::string group;
         std::optional<std::string> name;
         std::optional<std::string> expected;
         std::optional<std::string> actual;
     };
+
+    /// Receives what a callback threw; must not throw itself.
     using CallbackErrorHandler = std::function<void(std::exception_ptr)>;
 
+    /// An empty store. Throws "unknown operation mode <number>", and in the modes with a connection what the
+    /// system refused ("cannot make a socket pair: ...").
     explicit ZumraSettingsClient(OperationMode mode);
+    /// A store that starts as a copy of `defaults`, to which `RestoreToDefaults` goes back.
     ZumraSettingsClient(OperationMode mode, const core::IniFile& defaults);
-    /// For the library and its tests: a client over a given implementation.
+    /// For the library and its tests: a client over a given implementation, never null.
     explicit ZumraSettingsClient(std::unique_ptr<client::IBackend> backend);
+    /// Callbacks may still be subscribed; waits for one that is running, and afterwards none is called.
     ~ZumraSettingsClient();
     ZumraSettingsClient(const ZumraSettingsClient&) = delete;
     ZumraSettingsClient& operator=(const ZumraSettingsClient&) = delete;
 
+    /// Copies the selected groups into `target`, each in place of any that had its name; other groups of
+    /// `target` stay. When this throws, `target` is as it was. The groups are those of one moment.
     void GetSettings(const std::string& groupPattern, core::IniFile& target) const;
     void GetSettings(const std::set<std::string>& groupPatterns, core::IniFile& target) const;
+    /// Reads again exactly the groups that `target` holds. One that no longer exists is removed from
+    /// `target`; none is added. When this throws, `target` is as it was.
     void RefreshSettings(core::IniFile& target) const;
+    /// The value's text; empty when the value or its group does not exist.
     [[nodiscard]] std::string GetValue(const std::string& locator) const;
+    /// As `GetValue`, but tells an empty value from one that does not exist.
     [[nodiscard]] std::optional<std::string> FindValue(const std::string& locator) const;
 
+    /// Adds groups and values, replacing equal-named values; removes nothing. An empty group is created too.
     void MergeSettings(const core::IniFile& settings);
+    /// Sets one value, creating its group if there is none.
     void SetValue(const std::string& locator, const std::string& value);
+    /// Removes one value; its group stays. No error when there is none.
     void EraseValue(const std::string& locator);
+    /// Removes the selected groups and puts those of `settings` in their place, also those that the pattern
+    /// does not select. Subscribers are told of every group that was selected or brought, changed or not.
     void OverwriteSettings(const std::string& groupPattern, const core::IniFile& settings);
     void OverwriteSettings(const std::set<std::string>& groupPatterns, const core::IniFile& settings);
+    /// Removes the selected groups.
     void EraseGroups(const std::string& groupPattern);
     void EraseGroups(const std::set<std::string>& groupPatterns);
+    /// Puts each selected group that the defaults hold back to exactly its content there, also when it had
+    /// been removed. Groups that the defaults do not hold stay as they are.
     void RestoreToDefaults(const std::string& groupPattern);
     void RestoreToDefaults(const std::set<std::string>& groupPatterns);
 
+    /// Merges `newValues` if every value of `oldValues` is in the store with the same text; otherwise changes
+    /// nothing. Values that `oldValues` does not name may be anything; a group without values demands
+    /// nothing. Returns whether it merged. When it did not and `difference` is not null, says there why.
     bool TestAndMerge(const core::IniFile& oldValues, const core::IniFile& newValues,
                       Difference* difference = nullptr);
-    /// The stricter form: the groups that match are exactly `expected`.
+    /// The stricter form: merges if the selected groups are exactly those of `expected`, with exactly their
+    /// values, so that a group or value that came meanwhile makes it fail too.
     bool TestExactlyAndMerge(const std::set<std::string>& groupPatterns, const core::IniFile& expected,
                              const core::IniFile& newValues, Difference* difference = nullptr);
 
+    /// From now on calls `callback` for each change of a selected group, whoever makes it: once a change, in
+    /// the order of the changes, by one thread at a time, with the changed groups that were asked for, whole,
+    /// and nothing else. Subscribing a callback again adds to its groups. `callback` is not owned and must
+    /// live until `UnSubscribe` or the client's end. Throws "Subscribe: no callback" for null.
     void Subscribe(IChangeCallback* callback, const std::string& groupPattern);
     void Subscribe(IChangeCallback* callback, const std::set<std::string>& groupPatterns);
+    /// After this the callback is called no more, also for changes that were already made, and may be
+    /// destroyed. Waits for a call of it that runs on another thread (two callbacks must therefore not
+    /// unsubscribe each other); from within the callback itself it does not wait. Unknown callbacks, also
+    /// null, are ignored. Never throws: a callback is unsubscribed also when the connection is lost.
     void UnSubscribe(IChangeCallback* callback);
-    /// Called with what a callback threw; standard error is told when none is set.
+    /// What is called with anything that a callback throws, on the thread that called it; the other callbacks
+    /// are called all the same. Without a handler (also: an empty one), one line is written to standard
+    /// error.
     void SetCallbackErrorHandler(CallbackErrorHandler handler);
 
-    /// Returns when everything that this client did before is saved.
+    /// Returns when everything that was applied before is saved; throws what made saving fail. What is saved
+    /// is there again after a crash; in the modes of this header, whose store lives and dies with the client,
+    /// there is nothing to save.
     void Flush();
-    /// Returns when everything that this client did before is applied.
+    /// Returns when the server has answered: with a connection, every change that it had applied before is
+    /// then known to this client's watchers, and its callbacks will be called. Cheap.
     void Sync();
 
     /// For the library's own helpers.

@@ -1,0 +1,167 @@
+#include "settings/client/InProcessBackend.h"
+
+#include <map>
+#include <utility>
+
+#include "settings/client/CallbackListener.h"
+#include "settings/client/FollowerRelay.h"
+#include "settings/client/InProcessStore.h"
+#include "zumra/osa/Mutex.h"
+#include "zumra/settings/server/SettingsManager.h"
+
+namespace zumra::settings::client {
+
+namespace {
+
+using common::SettingLocator;
+
+bool TakeResult(server::TestResult result, ZumraSettingsClient::Difference* difference) {
+    if (difference != nullptr && result.difference) {
+        server::Difference& from = *result.difference;
+        *difference = {std::move(from.group), std::move(from.name), std::move(from.expected),
+                       std::move(from.actual)};
+    }
+    return result.merged;
+}
+
+class InProcessBackend final : public IBackend {
+public:
+    explicit InProcessBackend(std::shared_ptr<InProcessStore> store)
+        : _store(std::move(store)), _manager(_store->Manager()) {}
+    ~InProcessBackend() override;
+
+    void Get(const Matcher& groups, core::IniFile& target) override { _manager.GetSettings(groups, target); }
+    std::optional<std::string> GetValue(const SettingLocator& locator) override {
+        return _manager.GetValue(locator.group, locator.name);
+    }
+
+    void Merge(const core::IniFile& settings) override { _manager.MergeSettings(settings); }
+    void SetValue(const SettingLocator& locator, const std::string& value) override {
+        _manager.SetValue(locator.group, locator.name, value);
+    }
+    void EraseValue(const SettingLocator& locator) override {
+        _manager.EraseValue(locator.group, locator.name);
+    }
+    void Overwrite(const Matcher& groups, const core::IniFile& settings) override {
+        _manager.OverwriteSettings(groups, settings);
+    }
+    void Erase(const Matcher& groups) override { _manager.EraseGroups(groups); }
+    void Restore(const Matcher& groups) override { _manager.RestoreToDefaults(groups); }
+
+    bool TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
+                      Difference* difference) override {
+        return TakeResult(_manager.TestAndMerge(expected, settings), difference);
+    }
+    bool TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
+                             const core::IniFile& settings, Difference* difference) override {
+        return TakeResult(_manager.TestExactlyAndMerge(groups, expected, settings), difference);
+    }
+
+    void Subscribe(IChangeCallback* callback, const Matcher& groups) override;
+    void UnSubscribe(IChangeCallback* callback) override;
+    void SetCallbackErrorHandler(ZumraSettingsClient::CallbackErrorHandler handler) override {
+        _errors->SetHandler(std::move(handler));
+    }
+
+    void Follow(IFollower* follower, const Matcher& groups) override;
+    void Unfollow(IFollower* follower) override;
+
+    void Sync() override {}
+    void Flush() override { _manager.Flush(); }
+
+private:
+    struct Followed {
+        std::unique_ptr<FollowerRelay> relay;
+        Matcher groups;
+    };
+    void StopRelay(Followed& followed) ZUMRA_REQUIRES(_followMutex);
+
+    const std::shared_ptr<InProcessStore> _store;
+    server::SettingsManager& _manager;
+    const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
+
+    osa::Mutex _callbackMutex{"local callbacks"};
+    std::map<IChangeCallback*, std::shared_ptr<CallbackListener>> _callbacks ZUMRA_GUARDED_BY(_callbackMutex);
+
+    /// Held while followers, which are the library's own and quick, are told what there is.
+    osa::Mutex _followMutex{"local followers"};
+    std::map<IFollower*, Followed> _followers ZUMRA_GUARDED_BY(_followMutex);
+};
+
+InProcessBackend::~InProcessBackend() {
+    for (const auto& [callback, listener] : _callbacks) {
+        _manager.UnSubscribe(listener.get());
+    }
+    osa::MutexLock lock(_followMutex);
+    for (auto& [follower, followed] : _followers) {
+        StopRelay(followed);
+    }
+}
+
+void InProcessBackend::Subscribe(IChangeCallback* callback, const Matcher& groups) {
+    // Registering calls nobody, so the lock may be held: a listener in the table is always the store's too.
+    osa::MutexLock lock(_callbackMutex);
+    const auto found = _callbacks.find(callback);
+    if (found != _callbacks.end()) {
+        _manager.Subscribe(found->second.get(), groups);
+        return;
+    }
+    auto listener = std::make_shared<CallbackListener>(callback, _errors);
+    const auto added = _callbacks.emplace(callback, listener).first;
+    try {
+        _manager.Subscribe(listener.get(), groups);
+    } catch (...) {
+        _callbacks.erase(added);
+        throw;
+    }
+}
+
+void InProcessBackend::UnSubscribe(IChangeCallback* callback) {
+    std::shared_ptr<CallbackListener> listener;
+    {
+        osa::MutexLock lock(_callbackMutex);
+        const auto found = _callbacks.find(callback);
+        if (found == _callbacks.end()) {
+            return;
+        }
+        listener = std::move(found->second);
+        _callbacks.erase(found);
+    }
+    _manager.UnSubscribe(listener.get());
+}
+
+void InProcessBackend::StopRelay(Followed& followed) {
+    if (followed.relay) {
+        _manager.UnSubscribe(followed.relay.get());
+        followed.relay.reset();
+    }
+}
+
+void InProcessBackend::Follow(IFollower* follower, const Matcher& groups) {
+    osa::MutexLock lock(_followMutex);
+    Followed& followed = _followers[follower];
+    followed.groups.Add(groups);
+    // A new relay each time: what the old one still had to tell is in the new snapshot.
+    StopRelay(followed);
+    followed.relay = std::make_unique<FollowerRelay>(follower);
+    common::GroupMap snapshot;
+    _manager.Subscribe(followed.relay.get(), followed.groups, &snapshot);
+    followed.relay->Start(snapshot);
+}
+
+void InProcessBackend::Unfollow(IFollower* follower) {
+    osa::MutexLock lock(_followMutex);
+    const auto found = _followers.find(follower);
+    if (found != _followers.end()) {
+        StopRelay(found->second);
+        _followers.erase(found);
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<IBackend> MakeInProcessBackend(std::shared_ptr<InProcessStore> store) {
+    return std::make_unique<InProcessBackend>(std::move(store));
+}
+
+}  // namespace zumra::settings::client

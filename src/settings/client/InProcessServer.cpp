@@ -1,0 +1,27 @@
+#include "settings/client/InProcessServer.h"
+
+#include <string>
+
+#include "settings/client/InProcessBackend.h"
+#include "settings/client/InProcessStore.h"
+#include "zumra/osa/Exception.h"
+
+namespace zumra::settings::client {
+
+InProcessServer::InProcessServer(const core::IniFile& defaults)
+    : _store(std::make_shared<InProcessStore>(defaults)) {}
+
+InProcessServer::~InProcessServer() = default;
+
+std::unique_ptr<IBackend> InProcessServer::Connect(ZumraSettingsClient::OperationMode mode) const {
+    switch (mode) {
+        case ZumraSettingsClient::kLocal:
+            return MakeInProcessBackend(_store);
+        case ZumraSettingsClient::kLocalSingleThreadedPipe:
+        case ZumraSettingsClient::kLocalMultiThreadedPipe:
+            break;
+    }
+    throw osa::Exception("unknown operation mode " + std::to_string(static_cast<int>(mode)));
+}
+
+}  // namespace zumra::settings::client
