@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+
+#include "settings/common/ChangeRouter.h"
+#include "zumra/osa/Mutex.h"
+
+namespace zumra::settings::client {
+
+/// Changes on their way to a program's callbacks: put in by whoever reads them, delivered by whoever may call
+/// callbacks, in order.
+///
+/// Thread-safety: every operation may be called from any thread; callbacks are called under no lock.
+class CallbackQueue {
+public:
+    /// `limit` bounds the text of the changes that wait, in bytes.
+    explicit CallbackQueue(std::size_t limit) : _limit(limit) {}
+
+    /// Throws `zumra::osa::Exception` "callbacks are too slow: over <limit> bytes of changes wait for them".
+    void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes);
+    /// Delivers what waits, and what comes meanwhile.
+    void DeliverAll();
+
+    /// Delivers until `Stop`; what then still waits is not delivered.
+    void Run();
+    void Stop();
+
+private:
+    struct Item {
+        common::ChangeRouter::Deliveries deliveries;
+        std::size_t bytes;
+    };
+    void DeliverFirst() ZUMRA_REQUIRES(_mutex);
+
+    const std::size_t _limit;
+    osa::Mutex _mutex{"callback queue"};
+    osa::Condition _changed;
+    bool _stopped ZUMRA_GUARDED_BY(_mutex) = false;
+    std::size_t _bytes ZUMRA_GUARDED_BY(_mutex) = 0;
+    std::deque<Item> _items ZUMRA_GUARDED_BY(_mutex);
+};
+
+}  // namespace zumra::settings::client

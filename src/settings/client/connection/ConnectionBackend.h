@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "settings/client/IBackend.h"
+#include "settings/client/connection/IByteStream.h"
+
+namespace zumra::settings::client {
+
+struct ConnectionOptions {
+    /// Whether there are threads that read notifications while no call does and that call callbacks. Without,
+    /// the calling thread does both, within its calls. With them the stream needs a descriptor.
+    bool threads = true;
+    /// Bounds the text of one reply or notification, in bytes.
+    std::size_t messageLimit = std::size_t{1} << 30;
+    /// Bounds the text of the changes that wait for callbacks, in bytes.
+    std::size_t callbackLimit = std::size_t{256} << 20;
+};
+
+/// Reaches a store over a byte stream that leads to a server's end of the line protocol.
+[[nodiscard]] std::unique_ptr<IBackend> MakeConnectionBackend(std::unique_ptr<IByteStream> stream,
+                                                              const ConnectionOptions& options);
+
+}  // namespace zumra::settings::client

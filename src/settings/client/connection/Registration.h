@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "settings/client/IBackend.h"
+#include "settings/common/ChangeRouter.h"
+#include "zumra/osa/Mutex.h"
+
+namespace zumra::settings::client {
+
+/// One who is told of changes, from being known until being removed, which may happen while the server is
+/// still being asked.
+///
+/// Thread-safety: every operation may be called from any thread.
+class Registration {
+public:
+    using Matcher = IBackend::Matcher;
+
+    /// `listener` is kept alive where it is held by more than a plain pointer.
+    Registration(common::ChangeRouter& router, std::shared_ptr<common::IChangeListener> listener)
+        : _router(router), _listener(std::move(listener)) {}
+
+    /// From now on the listener is told of these groups; `first`, if set, is called right before. Does
+    /// nothing when removed.
+    void Activate(const Matcher& groups, const std::function<void()>& first = {});
+    /// After this the listener is called no more, and `first` neither.
+    void Remove();
+
+    /// What the listener asked for. The owner's, under its lock.
+    Matcher wanted;
+
+private:
+    common::ChangeRouter& _router;
+    const std::shared_ptr<common::IChangeListener> _listener;
+    osa::Mutex _mutex{"registration"};
+    bool _removed ZUMRA_GUARDED_BY(_mutex) = false;
+};
+
+}  // namespace zumra::settings::client

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "zumra/settings/common/GroupNameMatcher.h"
+
+namespace zumra::settings::client {
+
+/// How many want each name and each pattern, so that the server is asked for it once.
+///
+/// Thread-safety: one thread at a time.
+class SubscribedEntries {
+public:
+    using Matcher = common::GroupNameMatcher;
+
+    void Add(const Matcher& entries);
+    /// Takes away what `Add` added. Returns the entries that nobody wants any more.
+    Matcher Remove(const Matcher& entries);
+    [[nodiscard]] bool empty() const noexcept { return _names.empty() && _patterns.empty(); }
+    /// Everything that somebody wants.
+    [[nodiscard]] Matcher All() const;
+
+    /// The entries of `all` that `part` lacks, entry by entry.
+    [[nodiscard]] static Matcher Missing(const Matcher& part, const Matcher& all);
+
+private:
+    using Counts = std::map<std::string, std::size_t, std::less<>>;
+    Counts _names;
+    Counts _patterns;
+};
+
+}  // namespace zumra::settings::client

@@ -1,0 +1,152 @@
+#include "settings/client/connection/Subscriptions.h"
+
+#include <utility>
+
+#include "settings/client/CallbackListener.h"
+#include "settings/client/commands/GetCommand.h"
+#include "settings/client/commands/SilentCommands.h"
+#include "zumra/osa/Exception.h"
+
+namespace zumra::settings::client {
+
+namespace {
+
+common::GroupMap MoveMatching(core::IniFile& document, const Subscriptions::Matcher& groups) {
+    common::GroupMap matching;
+    for (const auto& [name, values] : document) {
+        if (groups.Matches(name)) {
+            matching.emplace_hint(matching.end(), name, common::SharedGroup(std::move(document[name])));
+        }
+    }
+    return matching;
+}
+
+}  // namespace
+
+void Subscriptions::Subscribe(Connection& connection, IChangeCallback* callback, const Matcher& groups) {
+    Addition addition;
+    addition.key = callback;
+    addition.registration = std::make_shared<Registration>(
+        _callbackRouter, std::make_shared<CallbackListener>(callback, _errors));
+    ListCommand subscribe("subscribe", groups);
+    Exchange exchange(subscribe);
+    exchange.OnSuccess([&addition, &groups] { addition.registration->Activate(groups); });
+    Perform(connection, exchange, addition, groups);
+}
+
+void Subscriptions::Follow(Connection& connection, IFollower* follower, const Matcher& groups) {
+    Addition addition;
+    addition.key = follower;
+    addition.registration = std::make_shared<Registration>(
+        _followerRouter, std::shared_ptr<common::IChangeListener>(std::shared_ptr<void>(), follower));
+    ListCommand subscribe("subscribe", groups);
+    GetCommand get(addition.all);
+    Exchange exchange(subscribe, get);
+    exchange.OnSuccess([&addition, &get, follower] {
+        addition.registration->Activate(
+            addition.all, [&] { follower->OnSnapshot(MoveMatching(get.Groups(), addition.all)); });
+    });
+    Perform(connection, exchange, addition, groups);
+}
+
+void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition& addition,
+                            const Matcher& groups) {
+    {
+        osa::MutexLock lock(_mutex);
+        Enter(addition, groups);
+        try {
+            connection.WantIdleReading(true);
+            connection.Start(exchange);
+        } catch (...) {
+            Undo(addition);
+            throw;
+        }
+    }
+    try {
+        connection.Await(exchange);
+    } catch (...) {
+        osa::MutexLock lock(_mutex);
+        Undo(addition);
+        throw;
+    }
+}
+
+/// The registration that is known already, if one is, takes the place of the addition's own.
+void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
+    auto& known = _registrations.try_emplace(addition.key, addition.registration).first->second;
+    addition.registration = known;
+    addition.added = SubscribedEntries::Missing(known->wanted, groups);
+    known->wanted.Add(addition.added);
+    addition.all = known->wanted;
+    _entries.Add(addition.added);
+}
+
+void Subscriptions::Undo(const Addition& addition) {
+    const auto found = _registrations.find(addition.key);
+    if (found == _registrations.end() || found->second != addition.registration) {
+        return;  // was removed meanwhile, with everything
+    }
+    Matcher& wanted = addition.registration->wanted;
+    wanted = SubscribedEntries::Missing(addition.added, wanted);
+    _entries.Remove(addition.added);
+    if (wanted.empty()) {
+        _registrations.erase(found);
+    }
+}
+
+void Subscriptions::UnSubscribe(Connection& connection, IChangeCallback* callback) {
+    Remove(connection, callback);
+}
+
+void Subscriptions::Unfollow(Connection& connection, IFollower* follower) {
+    Remove(connection, follower);
+}
+
+void Subscriptions::Remove(Connection& connection, const void* key) {
+    std::shared_ptr<Registration> registration;
+    Matcher wanted;
+    {
+        osa::MutexLock lock(_mutex);
+        const auto found = _registrations.find(key);
+        if (found == _registrations.end()) {
+            return;
+        }
+        registration = std::move(found->second);
+        _registrations.erase(found);
+        std::swap(wanted, registration->wanted);
+    }
+    registration->Remove();
+    Drop(connection, wanted);
+}
+
+void Subscriptions::Drop(Connection& connection, const Matcher& entries) {
+    Matcher gone;
+    ListCommand unsubscribe("unsubscribe", gone);
+    Exchange exchange(unsubscribe);
+    try {
+        {
+            osa::MutexLock lock(_mutex);
+            gone = _entries.Remove(entries);
+            if (_entries.empty()) {
+                connection.WantIdleReading(false);
+            }
+            if (gone.empty()) {
+                return;
+            }
+            connection.Start(exchange);
+        }
+        connection.Await(exchange);
+    } catch (const osa::Exception&) {
+        // Whether the server hears of it makes no difference to the one who is not called any more.
+    }
+}
+
+void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
+    common::ChangeRouter::Deliver(_followerRouter.Queue(change));
+    auto deliveries = _callbackRouter.Queue(change);
+    if (!deliveries.empty()) {
+        _queue.Push(std::move(deliveries), bytes);
+    }
+}
+
+}  // namespace zumra::settings::client
