@@ -51,11 +51,12 @@ std::uint64_t SettingsManager::State::Reload() {
         }
         if (!step.edition.empty()) {
             step.deliveries = Take(step.edition);
+            step.committed = true;
         }
         policy.swap(newPolicy);
         step.revision = store.Revision();
     }
-    if (!step.edition.empty()) {
+    if (step.committed) {
         Finish(step.revision, step.deliveries, Saving::kAsSet);
     }
     return step.revision;

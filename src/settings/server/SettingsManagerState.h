@@ -40,7 +40,8 @@ struct SettingsManager::State final : ISaveSource {
 
     /// What one operation did, and what is still to be done about it outside the lock.
     struct Step {
-        Edition edition;  ///< empty: no commit
+        Edition edition;         ///< kept until the lock is released: it holds what the store held before
+        bool committed = false;  ///< false: nothing changed
         common::ChangeRouter::Deliveries deliveries;
         std::uint64_t revision = 0;  ///< right after it
     };
@@ -53,6 +54,7 @@ struct SettingsManager::State final : ISaveSource {
         step.edition = plan(store, Access(*policy, who));
         if (!step.edition.empty()) {
             step.deliveries = Take(step.edition);
+            step.committed = true;
         }
         step.revision = store.Revision();
         return step;
@@ -62,7 +64,7 @@ struct SettingsManager::State final : ISaveSource {
     template <class Plan>
     std::uint64_t Commit(const Identity* who, Plan plan) {
         const Step step = TakeStep(who, plan);
-        if (!step.edition.empty()) {
+        if (step.committed) {
             Finish(step.revision, step.deliveries, Saving::kAsSet);
         }
         return step.revision;
