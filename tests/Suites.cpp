@@ -9,6 +9,7 @@
 /// Client layer first, then common layer; this is the order in which the suites run.
 const zu_check_suite __zu_check_suites[] = {
     SUITE(CommandTests),
+    SUITE(ZumraSettingsClientImplLocalTests),
     SUITE(CallbackDispatcherTests),
     SUITE(GroupNameMatcherTests),
     SUITE(LoadPriorityIncludeFilterTests),

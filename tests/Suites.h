@@ -7,6 +7,7 @@
 namespace zumra::tests {
 
 Suite* CommandTests();
+Suite* ZumraSettingsClientImplLocalTests();
 Suite* CallbackDispatcherTests();
 Suite* GroupNameMatcherTests();
 Suite* LoadPriorityIncludeFilterTests();
