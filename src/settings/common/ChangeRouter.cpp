@@ -99,6 +99,19 @@ bool Drain(Entry& entry, std::exception_ptr& failure) {
     return removed;
 }
 
+/// Waits until the calls that were due when `callsDone` was to become `due` were made by another thread, if
+/// one is making them. True when there is nothing more to wait for.
+bool AwaitTold(Entry& entry, std::uint64_t due) {
+    osa::MutexLock lock(entry.mutex);
+    if (entry.caller == std::this_thread::get_id()) {
+        return true;
+    }
+    while (entry.inCall && entry.callsDone < due) {
+        entry.returned.Wait(entry.mutex);
+    }
+    return entry.callsDone >= due || entry.queue.empty() || !entry.active;
+}
+
 }  // namespace
 
 ChangeRouter::ChangeRouter() : _state(std::make_shared<State>()) {}
@@ -215,19 +228,45 @@ ChangeRouter::Deliveries ChangeRouter::Queue(const std::shared_ptr<const Change>
     return deliveries;
 }
 
+/// Calls the listener with what is queued for it, and forgets it when it was removed meanwhile.
+void ChangeRouter::DeliverTo(const std::shared_ptr<Entry>& entry, std::exception_ptr& failure) {
+    const bool removed = Drain(*entry, failure);
+    const std::shared_ptr<State> state = removed ? entry->state.lock() : nullptr;
+    if (state != nullptr) {
+        osa::MutexLock lock(state->mutex);
+        osa::MutexLock entryLock(entry->mutex);
+        if (!entry->active && !entry->inCall) {
+            state->Forget(entry);
+        }
+    }
+}
+
 void ChangeRouter::Deliver(const Deliveries& deliveries) {
     std::exception_ptr failure;
     for (const Delivery& delivery : deliveries) {
-        const bool removed = Drain(*delivery.entry, failure);
-        const std::shared_ptr<State> state = removed ? delivery.entry->state.lock() : nullptr;
-        if (state != nullptr) {
-            osa::MutexLock lock(state->mutex);
-            osa::MutexLock entryLock(delivery.entry->mutex);
-            if (!delivery.entry->active && !delivery.entry->inCall) {
-                state->Forget(delivery.entry);
-            }
-        }
+        DeliverTo(delivery.entry, failure);
     }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+void ChangeRouter::Settle(IChangeListener* listener) {
+    std::shared_ptr<Entry> entry;
+    std::uint64_t due = 0;
+    {
+        osa::MutexLock lock(_state->mutex);
+        entry = _state->Find(listener);
+        if (entry == nullptr) {
+            return;
+        }
+        osa::MutexLock entryLock(entry->mutex);
+        due = entry->callsDone + entry->queue.size() + (entry->inCall ? 1 : 0);
+    }
+    std::exception_ptr failure;
+    do {
+        DeliverTo(entry, failure);
+    } while (!AwaitTold(*entry, due));
     if (failure) {
         std::rethrow_exception(failure);
     }

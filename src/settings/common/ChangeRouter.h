@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <list>
 #include <memory>
 #include <string>
@@ -86,6 +87,11 @@ public:
     static void Post(Deliveries& deliveries) noexcept;
     static void Deliver(const Deliveries& deliveries);
 
+    /// Returns when the listener has been told of everything posted before the call, which this call does
+    /// itself where nobody is about it; waits for calls of the listener on another thread, and returns at
+    /// once from within a call of it. Throws nothing but what the listener throws.
+    void Settle(IChangeListener* listener);
+
     /// Whether anyone is concerned by this group: lets a caller spare making the change.
     [[nodiscard]] bool Concerns(std::string_view group) const;
     /// Whether there is any listener at all; costs no lock.
@@ -97,6 +103,8 @@ public:
 
 private:
     struct State;
+    static void DeliverTo(const std::shared_ptr<Entry>& entry, std::exception_ptr& failure);
+
     std::shared_ptr<State> _state;
 };
 

@@ -56,10 +56,14 @@ SettingsManager::~SettingsManager() {
     _state->saver.reset();  // while everything that it saves from is still there
 }
 
-common::GroupMap SettingsManager::Read(const common::GroupNameMatcher& groups, const Identity* who) const {
+common::GroupMap SettingsManager::Read(const common::GroupNameMatcher& groups, const Identity* who,
+                                       std::uint64_t* revision) const {
     GroupMap found;
     osa::MutexLock lock(_state->mutex);
     CollectMatching(_state->store, groups, Access(*_state->policy, who), found);
+    if (revision != nullptr) {
+        *revision = _state->store.Revision();
+    }
     return found;
 }
 
@@ -131,6 +135,12 @@ std::uint64_t SettingsManager::EraseValue(std::string_view group, std::string_vi
         who, [&](Store& store, const Access& access) { return PlanEraseValue(store, group, name, access); });
 }
 
+std::uint64_t SettingsManager::EraseValues(const std::vector<common::SettingLocator>& values,
+                                           const Identity* who) {
+    return _state->Commit(
+        who, [&](Store& store, const Access& access) { return PlanEraseValues(store, values, access); });
+}
+
 std::uint64_t SettingsManager::RestoreToDefaults(const common::GroupNameMatcher& groups,
                                                  const Identity* who) {
     return _state->Commit(
@@ -180,6 +190,10 @@ void SettingsManager::UnSubscribe(common::IChangeListener* listener, const commo
 
 void SettingsManager::UnSubscribe(common::IChangeListener* listener) {
     _state->router.Remove(listener);
+}
+
+void SettingsManager::Settle(common::IChangeListener* listener) {
+    _state->router.Settle(listener);
 }
 
 std::uint64_t SettingsManager::Revision() const {

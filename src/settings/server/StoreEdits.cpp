@@ -1,5 +1,6 @@
 #include "settings/server/StoreEdits.h"
 
+#include <map>
 #include <utility>
 
 #include "settings/server/GroupDifference.h"
@@ -131,6 +132,26 @@ Edition PlanEraseValue(Store& store, std::string_view group, std::string_view na
         Group copy = *at->second;
         copy.erase(value->first);
         edition.steps.push_back({.at = at, .replacement = SharedGroup(std::move(copy))});
+    }
+    return edition;
+}
+
+Edition PlanEraseValues(Store& store, const std::vector<common::SettingLocator>& values,
+                        const Access& access) {
+    std::map<std::string_view, Group> left;
+    for (const common::SettingLocator& value : values) {
+        access.RequireWrite(value.group);
+        const SharedGroup group = store.FindGroup(value.group);
+        if (!group || !group->contains(value.name)) {
+            continue;
+        }
+        const auto at = left.try_emplace(value.group, *group).first;
+        at->second.erase(value.name);
+    }
+    Edition edition;
+    for (auto& [name, content] : left) {
+        edition.steps.push_back(
+            {.at = store.Groups().find(name), .replacement = SharedGroup(std::move(content))});
     }
     return edition;
 }

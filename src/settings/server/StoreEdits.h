@@ -2,10 +2,12 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "settings/server/AccessPolicy.h"
 #include "settings/server/Store.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
+#include "zumra/settings/common/SettingLocator.h"
 
 namespace zumra::settings::server {
 
@@ -22,6 +24,8 @@ void RequireWriteOfAll(const core::IniFile& settings, const Access& access);
 [[nodiscard]] Edition PlanErase(Store& store, const common::GroupNameMatcher& groups, const Access& access);
 [[nodiscard]] Edition PlanEraseValue(Store& store, std::string_view group, std::string_view name,
                                      const Access& access);
+[[nodiscard]] Edition PlanEraseValues(Store& store, const std::vector<common::SettingLocator>& values,
+                                      const Access& access);
 [[nodiscard]] Edition PlanRestore(Store& store, const common::GroupNameMatcher& groups, const Access& access);
 /// New defaults under what differs from the present ones.
 [[nodiscard]] Edition PlanNewDefaults(Store& store, const GroupMap& defaults);

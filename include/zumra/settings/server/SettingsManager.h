@@ -9,10 +9,12 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "zumra/core/IniFile.h"
 #include "zumra/settings/IChangeCallback.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
+#include "zumra/settings/common/SettingLocator.h"
 #include "zumra/settings/common/SharedGroup.h"
 #include "zumra/settings/server/SaveOptions.h"
 
@@ -120,9 +122,10 @@ public:
     SettingsManager(const SettingsManager&) = delete;
     SettingsManager& operator=(const SettingsManager&) = delete;
 
-    /// The groups that match, without copying their values: one consistent state.
-    [[nodiscard]] common::GroupMap Read(const common::GroupNameMatcher& groups,
-                                        const Identity* who = nullptr) const;
+    /// The groups that match, without copying their values: one consistent state. `revision`, when not null,
+    /// becomes the revision of that state.
+    [[nodiscard]] common::GroupMap Read(const common::GroupNameMatcher& groups, const Identity* who = nullptr,
+                                        std::uint64_t* revision = nullptr) const;
     /// Copies the groups that match into `target`, each whole; other groups of `target` stay.
     void GetSettings(const common::GroupNameMatcher& groups, core::IniFile& target,
                      const Identity* who = nullptr) const;
@@ -145,6 +148,9 @@ public:
     std::uint64_t EraseGroups(const common::GroupNameMatcher& groups, const Identity* who = nullptr);
     /// The group stays, even when it has no value left.
     std::uint64_t EraseValue(std::string_view group, std::string_view name, const Identity* who = nullptr);
+    /// All of these in one commit.
+    std::uint64_t EraseValues(const std::vector<common::SettingLocator>& values,
+                              const Identity* who = nullptr);
     /// Puts every group of the defaults that matches back to exactly its default values, also where it was
     /// removed. Groups that the defaults lack are left alone.
     std::uint64_t RestoreToDefaults(const common::GroupNameMatcher& groups, const Identity* who = nullptr);
@@ -176,6 +182,10 @@ public:
     void UnSubscribe(common::IChangeListener* listener, const common::GroupNameMatcher& groups);
     /// As for a subscriber.
     void UnSubscribe(common::IChangeListener* listener);
+    /// Returns when the listener has been told of everything committed before the call, which this call does
+    /// itself where nobody is about it; waits for calls of the listener on another thread, and returns at
+    /// once from within a call of it. Throws nothing but what the listener throws.
+    void Settle(common::IChangeListener* listener);
 
     /// Counts commits since construction; 0 at first.
     [[nodiscard]] std::uint64_t Revision() const;
