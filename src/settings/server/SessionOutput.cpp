@@ -1,6 +1,7 @@
 #include "settings/server/SessionOutput.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace zumra::settings::server {
@@ -56,10 +57,14 @@ OutputQueue::Driving::~Driving() {
     _queue._driver = std::thread::id();
 }
 
-void OutputQueue::Append(std::string reply) {
+void OutputQueue::Append(std::string reply) noexcept {
     osa::MutexLock lock(_mutex);
-    if (FitsLocked(reply.size())) {
-        AppendLocked(std::move(reply));
+    try {
+        if (FitsLocked(reply.size())) {
+            AppendLocked(std::move(reply));
+        }
+    } catch (const std::bad_alloc&) {
+        AbortLocked(kOutOfMemory);
     }
 }
 
@@ -81,7 +86,7 @@ void OutputQueue::Notify(std::uint64_t revision, std::string text) noexcept {
             } else {
                 AppendLocked(std::move(text));
             }
-        } catch (...) {
+        } catch (const std::bad_alloc&) {
             AbortLocked(kOutOfMemory);
             wake = foreign;
         }
@@ -96,28 +101,15 @@ void OutputQueue::Hold() {
     _holding = true;
 }
 
-void OutputQueue::AppendAt(std::uint64_t revision, std::string reply) {
+void OutputQueue::AppendAt(std::uint64_t revision, std::string reply) noexcept {
     osa::MutexLock lock(_mutex);
-    if (!FitsLocked(reply.size())) {
-        return;
+    try {
+        if (FitsLocked(reply.size())) {
+            AppendHeldLocked(revision, std::move(reply));
+        }
+    } catch (const std::bad_alloc&) {
+        AbortLocked(kOutOfMemory);
     }
-    if (_held.empty()) {
-        AppendLocked(std::move(reply));
-        _holding = false;
-        return;
-    }
-    // Memory first: what was held back must not be lost half-way.
-    _text.reserve(_text.size() + _heldBytes + reply.size());
-    auto later = _held.begin();
-    for (; later != _held.end() && later->revision <= revision; ++later) {
-        _text.append(later->text);
-    }
-    _text.append(reply);
-    for (; later != _held.end(); ++later) {
-        _text.append(later->text);
-    }
-    _held.clear();
-    _heldBytes = 0;
     _holding = false;
 }
 
@@ -128,11 +120,10 @@ void OutputQueue::Release() noexcept {
     }
     _holding = false;
     try {
-        _text.reserve(_text.size() + _heldBytes);
         for (const Held& held : _held) {
             _text.append(held.text);
         }
-    } catch (...) {
+    } catch (const std::bad_alloc&) {
         AbortLocked(kOutOfMemory);
     }
     _held.clear();
@@ -164,6 +155,19 @@ void OutputQueue::AppendLocked(std::string&& text) {
     }
 }
 
+void OutputQueue::AppendHeldLocked(std::uint64_t revision, std::string&& reply) {
+    auto later = _held.begin();
+    for (; later != _held.end() && later->revision <= revision; ++later) {
+        _text.append(later->text);
+    }
+    AppendLocked(std::move(reply));
+    for (; later != _held.end(); ++later) {
+        _text.append(later->text);
+    }
+    _held.clear();
+    _heldBytes = 0;
+}
+
 /// Whether there is room; ends the connection when there is not.
 bool OutputQueue::FitsLocked(std::size_t bytes) {
     if (_ended) {
@@ -190,7 +194,7 @@ void OutputQueue::EndLocked(std::string_view reason) noexcept {
     _ended = true;
     try {
         _endReason = reason;
-    } catch (...) {
+    } catch (const std::bad_alloc&) {
         _endReason = kOutOfMemory;
     }
 }

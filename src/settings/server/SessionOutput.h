@@ -18,6 +18,8 @@ namespace zumra::settings::server {
 /// says that only the driving thread does.
 ///
 /// When more waits than the limit allows, the connection ends: what waits is dropped, and so is what comes.
+/// The same when there is no memory for what is to be sent, for then its place in the order could not be
+/// kept.
 class OutputQueue {
 public:
     /// `limit` in bytes. `waker` is called when a thread that does not drive the session gave it output while
@@ -46,17 +48,16 @@ public:
         OutputQueue& _queue;
     };
 
-    /// Driving thread: appends a reply. Throws `std::bad_alloc`, having appended nothing.
-    void Append(std::string reply);
-    /// Any thread: appends the notification of the commit of this revision. When there is no memory for it
-    /// the connection ends, for a notification must not be missed.
+    /// Driving thread: appends a reply.
+    void Append(std::string reply) noexcept;
+    /// Any thread: appends the notification of the commit of this revision.
     void Notify(std::uint64_t revision, std::string text) noexcept;
 
     /// Driving thread: keeps notifications back, until `AppendAt` puts a reply about the store as it was at a
     /// revision behind the notifications of the commits up to it and before those of later ones, or until
     /// `Release`.
     void Hold();
-    void AppendAt(std::uint64_t revision, std::string reply);
+    void AppendAt(std::uint64_t revision, std::string reply) noexcept;
     void Release() noexcept;
 
     /// The connection is over once its output was taken. Keeps the first reason.
@@ -71,6 +72,7 @@ private:
     };
 
     void AppendLocked(std::string&& text) ZUMRA_REQUIRES(_mutex);
+    void AppendHeldLocked(std::uint64_t revision, std::string&& reply) ZUMRA_REQUIRES(_mutex);
     bool FitsLocked(std::size_t bytes) ZUMRA_REQUIRES(_mutex);
     void AbortLocked(std::string_view reason) noexcept ZUMRA_REQUIRES(_mutex);
     void EndLocked(std::string_view reason) noexcept ZUMRA_REQUIRES(_mutex);

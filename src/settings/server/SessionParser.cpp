@@ -104,7 +104,7 @@ bool RequestParser::CollectArgument(LineBuffer& in) {
         try {
             return CollectOnce(in);
         } catch (const std::bad_alloc&) {
-            Fail(kOutOfMemory);
+            Fail(nullptr);
         } catch (const std::exception& e) {
             Fail(e.what());
         }
@@ -131,7 +131,8 @@ RequestParser::Outcome RequestParser::EndRequest() {
     return _failed ? Outcome::kError : Outcome::kRequest;
 }
 
-/// Notes the first thing that is wrong; from then on only the request's end matters.
+/// Notes the first thing that is wrong (null: there is no memory); from then on only the request's end
+/// matters.
 void RequestParser::Fail(const char* reason) noexcept {
     _list.Skip();
     _document.Skip();
@@ -140,10 +141,13 @@ void RequestParser::Fail(const char* reason) noexcept {
         return;
     }
     _failed = true;
+    _failure = kOutOfMemory;
+    if (reason == nullptr) {
+        return;
+    }
     try {
-        _failure.assign(_spec->line).append(": ").append(reason);
+        _failure = std::string(_spec->line).append(": ").append(reason);
     } catch (const std::bad_alloc&) {
-        _failure = kOutOfMemory;
     }
 }
 
