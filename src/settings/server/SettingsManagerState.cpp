@@ -49,12 +49,8 @@ std::uint64_t SettingsManager::State::Reload() {
         if (persister != nullptr) {
             step.edition = PlanNewDefaults(store, defaults);
         }
-        if (!step.edition.empty()) {
-            step.deliveries = Take(step.edition);
-            step.committed = true;
-        }
+        Take(step);
         policy.swap(newPolicy);
-        step.revision = store.Revision();
     }
     if (step.committed) {
         Finish(step.revision, step.deliveries, Saving::kAsSet);
@@ -62,28 +58,33 @@ std::uint64_t SettingsManager::State::Reload() {
     return step.revision;
 }
 
-common::ChangeRouter::Deliveries SettingsManager::State::Take(Edition& edition) {
+void SettingsManager::State::Take(Step& step) {
+    step.revision = store.Revision();
+    Edition& edition = step.edition;
+    if (edition.empty()) {
+        return;
+    }
     const std::shared_ptr<common::Change> change = DraftChange(edition);
-    common::ChangeRouter::Deliveries deliveries;
     if (change != nullptr) {
-        deliveries = router.Prepare(change);
+        step.deliveries = router.Prepare(change);
     }
     if (saver != nullptr) {
         edition.ForEachName([&edition](const std::string& name) { edition.unsaved.insert(name); });
     }
     // From here on nothing can fail.
     store.Apply(edition);
+    step.committed = true;
+    step.revision = store.Revision();
     if (saver != nullptr) {
         unsaved.merge(edition.unsaved);
     }
     if (change != nullptr) {
-        change->revision = store.Revision();
+        change->revision = step.revision;
         for (auto& [name, group] : change->groups) {
             group = store.FindGroup(name);
         }
-        common::ChangeRouter::Post(deliveries);
+        common::ChangeRouter::Post(step.deliveries);
     }
-    return deliveries;
 }
 
 std::shared_ptr<common::Change> SettingsManager::State::DraftChange(const Edition& edition) const {

@@ -40,8 +40,8 @@ struct SettingsManager::State final : ISaveSource {
 
     /// What one operation did, and what is still to be done about it outside the lock.
     struct Step {
-        Edition edition;         ///< kept until the lock is released: it holds what the store held before
-        bool committed = false;  ///< false: nothing changed
+        bool committed = false;
+        Edition edition;  ///< what the store held before, when it was committed
         common::ChangeRouter::Deliveries deliveries;
         std::uint64_t revision = 0;  ///< right after it
     };
@@ -52,11 +52,7 @@ struct SettingsManager::State final : ISaveSource {
         Step step;
         osa::MutexLock lock(mutex);
         step.edition = plan(store, Access(*policy, who));
-        if (!step.edition.empty()) {
-            step.deliveries = Take(step.edition);
-            step.committed = true;
-        }
-        step.revision = store.Revision();
+        Take(step);
         return step;
     }
 
@@ -95,8 +91,8 @@ struct SettingsManager::State final : ISaveSource {
         return policy;
     }
 
-    /// Makes the edition the state of the store; on failure nothing changed.
-    [[nodiscard]] common::ChangeRouter::Deliveries Take(Edition& edition) ZUMRA_REQUIRES(mutex);
+    /// Makes the step's edition, unless it is empty, the state of the store; on failure nothing changed.
+    void Take(Step& step) ZUMRA_REQUIRES(mutex);
     /// The commit's names that concern anyone, still without their groups; null when there are none.
     [[nodiscard]] std::shared_ptr<common::Change> DraftChange(const Edition& edition) const
         ZUMRA_REQUIRES(mutex);
