@@ -149,9 +149,11 @@ TEST(StoreTest, ExactTestNamesTheFirstDifference) {
         return store.TestExactlyAndMerge(groups, Document(expected), merge);
     };
     ExpectDifference(test("[g1]\nx=1\ny=2\n"), "g2", std::nullopt, std::nullopt, "");
-    ExpectDifference(test("[g1]\nx=1\ny=2\n[g11]\n[g2]\nx=1\n"), "g11", std::nullopt, "", std::nullopt);
-    ExpectDifference(test("[g1]\nx=1\ny=2\n[g2]\nx=1\n[g3]\n"), "g3", std::nullopt, "", std::nullopt);
-    ExpectDifference(test("[g1]\nx=1\ny=2\n[g2]\nx=1\n[other]\nx=1\n"), "other", std::nullopt, "",
+    ExpectDifference(test("[g1]\nx=1\ny=2\n[g11]\n[g2]\nx=1\n"), "g11", std::nullopt, std::nullopt,
+                     std::nullopt);
+    ExpectDifference(test("[g1]\nx=1\ny=2\n[g2]\nx=1\n[g3]\n"), "g3", std::nullopt, std::nullopt,
+                     std::nullopt);
+    ExpectDifference(test("[g1]\nx=1\ny=2\n[g2]\nx=1\n[other]\nx=1\n"), "other", std::nullopt, std::nullopt,
                      std::nullopt);
     ExpectDifference(test("[g1]\nx=1\n[g2]\nx=1\n"), "g1", "y", std::nullopt, "2");
     ExpectDifference(test("[g1]\ny=2\n[g2]\nx=1\n"), "g1", "x", std::nullopt, "1");

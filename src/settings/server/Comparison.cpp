@@ -7,7 +7,7 @@ namespace {
 using Group = SharedGroup::Group;
 
 Difference MissingGroup(const std::string& name) {
-    return {.group = name, .name = {}, .expected = std::string(), .actual = {}};
+    return {.group = name, .name = {}, .expected = {}, .actual = {}};
 }
 
 Difference UnexpectedGroup(const std::string& name) {

@@ -31,8 +31,8 @@ struct Identity;
 
 /// What first made a test fail: the group and, when it is about one value, the value's name; what was
 /// expected and what there is now. An absent text means that there was to be no such value, or that there is
-/// none. Without a name it is about the group's existence: `expected` is set (and empty) when the group was
-/// to exist, `actual` when it exists.
+/// none. Without a name it is about the group itself: with `actual` (an empty text) it is there and was not
+/// expected, without it is missing.
 struct Difference {
     std::string group;
     std::optional<std::string> name;
