@@ -11,6 +11,7 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(CommandTests),
     SUITE(ZumraSettingsClientImplLocalTests),
     SUITE(CallbackDispatcherTests),
+    SUITE(ClientHandlerTests),
     SUITE(GroupNameMatcherTests),
     SUITE(LoadPriorityIncludeFilterTests),
     SUITE(PhpArraySettingsSerializerTests),

@@ -9,6 +9,7 @@ namespace zumra::tests {
 Suite* CommandTests();
 Suite* ZumraSettingsClientImplLocalTests();
 Suite* CallbackDispatcherTests();
+Suite* ClientHandlerTests();
 Suite* GroupNameMatcherTests();
 Suite* LoadPriorityIncludeFilterTests();
 Suite* PhpArraySettingsSerializerTests();
