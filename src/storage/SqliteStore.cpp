@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <concepts>
 #include <cstring>
 #include <functional>
 #include <string_view>
@@ -74,11 +75,17 @@ public:
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
-    template <class... Texts>
-    void Run(const Texts&... texts) {
+    void Run(const auto&... texts) requires(std::convertible_to<decltype(texts), std::string_view>&&...) {
+        Run([](const Statement&) {}, texts...);
+    }
+    /// Calls `row(statement)` for each row.
+    template <class Row, class... Texts>
+    requires std::invocable<Row, const Statement&>
+    void Run(const Row& row, const Texts&... texts) {
         int index = 0;
         (Bind(++index, texts), ...);
         while (Step()) {
+            row(*this);
         }
         _check(sqlite3_reset(_statement));
     }
@@ -146,56 +153,67 @@ core::IniFile ReadAll(const Database& database) {
     return document;
 }
 
-/// Writes the difference between two documents.
+/// Reads what the database holds of single groups, and writes what is to be different.
 template <class Database>
-class DifferenceWriter {
+class GroupWriter {
 public:
-    explicit DifferenceWriter(const Database& database)
-        : _addGroup(database, "INSERT OR IGNORE INTO groups VALUES(?1)"),
+    explicit GroupWriter(const Database& database)
+        : _readGroup(database, "SELECT name, value FROM settings WHERE grp = ?1"),
+          _addGroup(database, "INSERT OR IGNORE INTO groups VALUES(?1)"),
           _removeGroup(database, "DELETE FROM groups WHERE name = ?1"),
           _removeValues(database, "DELETE FROM settings WHERE grp = ?1"),
           _setValue(database, "INSERT OR REPLACE INTO settings VALUES(?1, ?2, ?3)"),
           _removeValue(database, "DELETE FROM settings WHERE grp = ?1 AND name = ?2") {}
 
-    void Write(const core::IniFile& from, const core::IniFile& to) {
-        for (const auto& [name, values] : from) {
-            if (!to.HasGroup(name)) {
-                _removeValues.Run(name);
-                _removeGroup.Run(name);
-            }
-        }
-        const core::IniFile::Group none;
-        for (const auto& [name, values] : to) {
-            const core::IniFile::Group* before = from.FindGroup(name);
-            if (before == nullptr) {
-                _addGroup.Run(name);
-            }
-            WriteGroup(name, before != nullptr ? *before : none, values);
-        }
+    void Remove(const std::string& group) {
+        _removeValues.Run(group);
+        _removeGroup.Run(group);
     }
 
-private:
-    void WriteGroup(const std::string& group, const core::IniFile::Group& from,
-                    const core::IniFile::Group& to) {
-        for (const auto& [name, value] : from) {
-            if (to.find(name) == to.end()) {
+    void Put(const std::string& group, const core::IniFile::Group& values) {
+        _addGroup.Run(group);
+        const core::IniFile::Group before = Read(group);
+        for (const auto& [name, value] : before) {
+            if (values.find(name) == values.end()) {
                 _removeValue.Run(group, name);
             }
         }
-        for (const auto& [name, value] : to) {
-            const auto before = from.find(name);
-            if (before == from.end() || before->second != value) {
+        for (const auto& [name, value] : values) {
+            const auto old = before.find(name);
+            if (old == before.end() || old->second != value) {
                 _setValue.Run(group, name, value);
             }
         }
     }
 
+private:
+    core::IniFile::Group Read(const std::string& group) {
+        core::IniFile::Group values;
+        _readGroup.Run([&values](const Statement& row) { values[row.Text(0)] = row.Text(1); }, group);
+        return values;
+    }
+
+    Statement _readGroup;
     Statement _addGroup;
     Statement _removeGroup;
     Statement _removeValues;
     Statement _setValue;
     Statement _removeValue;
 };
+
+/// All that `write` does with a `GroupWriter`, or nothing of it.
+template <class Database, class Write>
+void InOneTransaction(const Database& database, const Write& write) {
+    database.Run("BEGIN IMMEDIATE");
+    try {
+        GroupWriter writer(database);
+        write(writer);
+        database.Run("COMMIT");
+    } catch (...) {
+        sqlite3_exec(database.handle, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+}
 
 }  // namespace
 
@@ -205,26 +223,33 @@ SqliteStore::SqliteStore(const std::string& path) : _database(std::make_unique<D
     _database->Run("PRAGMA synchronous = FULL");
     _database->Run("BEGIN EXCLUSIVE; COMMIT");
     CheckOrMakeTables(*_database);
-    _saved = ReadAll(*_database);
 }
 
 SqliteStore::~SqliteStore() = default;
 
 core::IniFile SqliteStore::Load() {
-    return _saved;
+    return ReadAll(*_database);
 }
 
 void SqliteStore::Save(const core::IniFile& document) {
-    core::IniFile saved = document;
-    _database->Run("BEGIN IMMEDIATE");
-    try {
-        DifferenceWriter(*_database).Write(_saved, document);
-        _database->Run("COMMIT");
-    } catch (...) {
-        sqlite3_exec(_database->handle, "ROLLBACK", nullptr, nullptr, nullptr);
-        throw;
+    std::set<std::string> removed;
+    for (const auto& [name, values] : ReadAll(*_database)) {
+        if (!document.HasGroup(name)) {
+            removed.insert(name);
+        }
     }
-    swap(_saved, saved);
+    SaveChanges(document, removed);
+}
+
+void SqliteStore::SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) {
+    InOneTransaction(*_database, [&](auto& writer) {
+        for (const std::string& group : removed) {
+            writer.Remove(group);
+        }
+        for (const auto& [group, values] : changed) {
+            writer.Put(group, values);
+        }
+    });
 }
 
 }  // namespace zumra::storage

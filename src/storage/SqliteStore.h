@@ -7,14 +7,14 @@
 
 namespace zumra::storage {
 
-/// Keeps the document in an SQLite database and writes only what changed since the save before, in one
+/// Keeps the document in an SQLite database and writes only the values that differ from it, in one
 /// transaction that is on disk when `Save` returns (write-ahead log, full synchronisation). The database is
 /// locked against every other process while the store exists.
 ///
 /// Tables: `groups(name)`, and `settings(grp, name, value)`; all columns are BLOBs, so that names and values
 /// may hold any byte. `application_id` is 0x5A554D52 and `user_version` 1 (both frozen): any other database
 /// is refused and left alone.
-class SqliteStore : public ISettingsStore {
+class SqliteStore : public IIncrementalStore {
 public:
     /// Opens the database or makes it (mode 0600). Throws `zumra::osa::Exception`
     /// "cannot use settings database '<path>': <reason>".
@@ -23,11 +23,11 @@ public:
 
     [[nodiscard]] core::IniFile Load() override;
     void Save(const core::IniFile& document) override;
+    void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override;
 
 private:
     struct Database;
     std::unique_ptr<Database> _database;
-    core::IniFile _saved;  ///< what the database holds
 };
 
 }  // namespace zumra::storage

@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 
 #include "storage/OpenStore.h"
+#include "storage/SqliteStore.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::storage {
@@ -149,6 +151,33 @@ TEST(SqliteStoreTest, WritesOnlyWhatChanged) {
     const auto written = std::filesystem::file_size(path + "-wal") - before;
     EXPECT_GT(written, 0u);
     EXPECT_LT(written, std::filesystem::file_size(path) / 4);
+}
+
+TEST(SqliteStoreTest, SavesTheChangesBetweenRandomDocuments) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("settings");
+    RandomDocuments documents;
+    core::IniFile last;
+    SqliteStore store(path);
+    for (int round = 0; round < 200; ++round) {
+        const core::IniFile next = documents.Next();
+        core::IniFile changed;
+        std::set<std::string> removed{"never there"};
+        for (const auto& [name, values] : last) {
+            if (!next.HasGroup(name)) {
+                removed.insert(name);
+            }
+        }
+        for (const auto& [name, values] : next) {
+            const core::IniFile::Group* before = last.FindGroup(name);
+            if (before == nullptr || *before != values) {
+                changed.SetGroup(name, values);
+            }
+        }
+        store.SaveChanges(changed, removed);
+        ASSERT_EQ(next, store.Load()) << round;
+        last = next;
+    }
 }
 
 TEST(SqliteStoreTest, LeavesOtherDatabasesAndFilesAlone) {

@@ -1,0 +1,139 @@
+#include "zumra-settingsd/Connection.h"
+
+#include <sys/socket.h>
+
+#include <asio/buffer.hpp>
+#include <asio/post.hpp>
+#include <asio/write.hpp>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace zumra::settingsd {
+
+Connection::Connection(std::uint64_t number, Socket socket,
+                       std::shared_ptr<const settings::server::Identity> identity, Closed closed)
+    : _number(number),
+      _socket(std::move(socket)),
+      _identity(std::move(identity)),
+      _closed(std::move(closed)) {}
+
+void Connection::Start(const settings::server::ServerEnv& env, settings::server::Session::Options options) {
+    _socket.non_blocking(true);
+    options.identity = _identity;
+    options.wake = [this] { Wake(); };
+    _session = std::make_unique<settings::server::Session>(env, std::move(options));
+    Go();
+}
+
+/// Any thread. Many changes before the loop gets to them wake it once. The session, and with it this call,
+/// ends before the connection does.
+void Connection::Wake() {
+    if (_woken.exchange(true)) {
+        return;
+    }
+    asio::post(_socket.get_executor(), [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->_woken = false;
+            self->Go();
+        }
+    });
+}
+
+/// Does whatever can be done now.
+void Connection::Go() {
+    if (_over || !_sending.empty()) {
+        return;
+    }
+    _session->Resume();
+    if (_session->HasOutput()) {
+        Send();
+    } else if (_session->Ended()) {
+        Close(_session->EndReason());
+    } else if (_draining && !_session->Waiting()) {
+        Close("");
+    } else if (!_session->Waiting() && !_inputEnded && !_draining) {
+        WaitForInput();
+    }
+}
+
+void Connection::WaitForInput() {
+    if (_reading) {
+        return;
+    }
+    _reading = true;
+    _socket.async_wait(Socket::wait_read, [self = shared_from_this()](const asio::error_code& error) {
+        self->_reading = false;
+        if (error) {
+            self->Close(error == asio::error::operation_aborted ? "" : error.message());
+        } else if (!self->_over) {
+            self->Receive();
+        }
+    });
+}
+
+void Connection::Receive() {
+    if (_sending.empty() && !_session->Waiting()) {
+        ReceiveBlock();
+    }
+    Go();
+}
+
+bool Connection::ReceiveBlock() {
+    static thread_local Block block;
+    const ssize_t got = ::recv(_socket.native_handle(), block.data(), block.size(), MSG_DONTWAIT);
+    if (got > 0) {
+        _session->Feed({block.data(), static_cast<std::size_t>(got)});
+        return true;
+    }
+    if (got == 0) {
+        _inputEnded = true;
+        _session->Finish();
+    } else if (errno != EAGAIN && errno != EINTR) {
+        Close(std::strerror(errno));
+    }
+    return false;
+}
+
+void Connection::Send() {
+    _sending = _session->TakeOutput();
+    asio::async_write(_socket, asio::buffer(_sending),
+                      [self = shared_from_this()](const asio::error_code& error, std::size_t) {
+                          self->_sending.clear();
+                          if (self->_sending.capacity() > sizeof(Block)) {
+                              self->_sending.shrink_to_fit();
+                          }
+                          if (error) {
+                              self->Close(error.message());
+                          } else {
+                              self->Go();
+                          }
+                      });
+}
+
+void Connection::Drain() {
+    if (_over || _draining) {
+        return;
+    }
+    while (!_over && !_session->Ended() && !_session->Waiting() && ReceiveBlock()) {
+    }
+    _draining = true;
+    Go();
+}
+
+void Connection::Close(const std::string& reason) {
+    if (std::exchange(_over, true)) {
+        return;
+    }
+    asio::error_code ignored;
+    _socket.close(ignored);
+    const auto self = shared_from_this();
+    _session.reset();
+    _closed(*this, reason);
+}
+
+std::size_t Connection::QueueDepth() const {
+    return _sending.size() + (_session != nullptr ? _session->PendingOutput() : 0);
+}
+
+}  // namespace zumra::settingsd

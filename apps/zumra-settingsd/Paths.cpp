@@ -1,0 +1,91 @@
+#include "zumra-settingsd/Paths.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "zumra/osa/Exception.h"
+
+namespace zumra::settingsd {
+
+namespace {
+
+/// Relative paths in these variables are to be ignored, as their definition says.
+std::string FromEnvironment(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr && *value == '/' ? value : "";
+}
+
+bool IsFolder(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::string Below(const char* variable, const char* fallback) {
+    const std::string base = FromEnvironment(variable);
+    return base.empty() ? FromEnvironment("HOME") + fallback : base;
+}
+
+bool IsRoot() {
+    return ::geteuid() == 0;
+}
+
+std::string TemporaryFolder() {
+    return "/tmp/zumra-" + std::to_string(::geteuid());
+}
+
+[[noreturn]] void CannotMake(const std::string& folder, const char* reason) {
+    throw osa::Exception("cannot make folder '" + folder + "': " + reason);
+}
+
+/// Anybody may make folders in /tmp: one that another user made for us is a trap.
+void RefuseForeign(const std::string& folder) {
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) != 0) {
+        CannotMake(folder, std::strerror(errno));
+    }
+    if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & 0022) != 0) {
+        CannotMake(folder, "it is there already and others may write to it");
+    }
+}
+
+}  // namespace
+
+std::string DefaultSocketPath() {
+    if (IsRoot()) {
+        return "/run/zumra/settings.sock";
+    }
+    const std::string runtime = FromEnvironment("XDG_RUNTIME_DIR");
+    if (!runtime.empty()) {
+        return runtime + "/zumra/settings.sock";
+    }
+    const std::string usual = "/run/user/" + std::to_string(::geteuid());
+    return (IsFolder(usual) ? usual + "/zumra" : TemporaryFolder()) + "/settings.sock";
+}
+
+std::string DefaultStoreUri() {
+    return "ini:" + (IsRoot() ? std::string("/var/lib") : Below("XDG_STATE_HOME", "/.local/state")) +
+           "/zumra/settings.ini";
+}
+
+std::string DefaultConfigPath() {
+    return (IsRoot() ? std::string("/etc") : Below("XDG_CONFIG_HOME", "/.config")) + "/zumra/settingsd.conf";
+}
+
+void MakeFolderOf(const std::string& path) {
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
+        const std::string folder = path.substr(0, slash);
+        if (::mkdir(folder.c_str(), IsRoot() ? 0755 : 0700) != 0 && errno != EEXIST && !IsFolder(folder)) {
+            CannotMake(folder, std::strerror(errno));
+        }
+        if (folder == TemporaryFolder()) {
+            RefuseForeign(folder);
+        }
+    }
+}
+
+}  // namespace zumra::settingsd
