@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -13,26 +11,13 @@
 
 #include "storage/OpenStore.h"
 #include "storage/SqliteStore.h"
+#include "support/TemporaryDirectory.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::storage {
 namespace {
 
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "zumra-store-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) {
-            throw osa::Exception("mkdtemp failed");
-        }
-        _path = name;
-    }
-    ~TemporaryDirectory() { std::filesystem::remove_all(_path); }
-    [[nodiscard]] std::string File(const std::string& name) const { return _path + "/" + name; }
-
-private:
-    std::string _path;
-};
+using test::TemporaryDirectory;
 
 std::unique_ptr<ISettingsStore> Open(const std::string& uri) {
     return OpenStore(uri, [](const std::string& warning) { ADD_FAILURE() << warning; });
