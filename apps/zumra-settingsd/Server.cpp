@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "zumra-settingsd/PeerIdentity.h"
-#include "zumra/settings/common/GroupNameMatcher.h"
 #include "zumra/settings/server/SettingsManager.h"
 
 namespace zumra::settingsd {
@@ -143,22 +142,24 @@ void Server::FinishStop() {
 
 core::IniFile Server::Stats() const {
     const auto uptime = std::chrono::steady_clock::now() - _started;
-    const auto groups = _env.settingsManager->Read(settings::common::GroupNameMatcher("*"));
-    std::size_t values = 0;
-    for (const auto& [name, group] : groups) {
-        values += group->size();
+    const auto store = _env.settingsManager->Statistics();
+    std::size_t queued = 0;
+    for (const auto& [number, connection] : _connections) {
+        queued += connection->QueueDepth();
     }
     core::IniFile report;
     auto& server = report["Server"];
     server["Process"] = std::to_string(::getpid());
-    server["Revision"] = std::to_string(_env.settingsManager->Revision());
     server["UptimeSeconds"] =
         std::to_string(std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
-    server["Groups"] = std::to_string(groups.size());
-    server["Values"] = std::to_string(values);
+    server["Revision"] = std::to_string(store.revision);
+    server["SavedRevision"] = std::to_string(store.savedRevision);
+    server["Groups"] = std::to_string(store.groups);
+    server["Subscribers"] = std::to_string(store.listeners);
     server["Connections"] = std::to_string(_connections.size());
     server["ConnectionsAccepted"] = std::to_string(_accepted);
     server["ConnectionsRefused"] = std::to_string(_refused);
+    server["QueueDepth"] = std::to_string(queued);
     return report;
 }
 
