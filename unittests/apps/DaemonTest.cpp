@@ -1,0 +1,214 @@
+// The real daemon over its real socket.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+#include "apps/DaemonProcess.h"
+#include "storage/OpenStore.h"
+#include "support/TemporaryDirectory.h"
+#include "zumra/core/IniFile.h"
+
+namespace zumra::settingsd {
+namespace {
+
+class DaemonTest : public ::testing::Test {
+protected:
+    void Start(std::vector<std::string> arguments = {}) {
+        _daemon.reset();
+        arguments.insert(arguments.begin(), {"--socket", _socket, "--store", "ini:" + _store});
+        _daemon.emplace(arguments);
+        ASSERT_TRUE(_daemon->Serves()) << _daemon->Log();
+    }
+    /// Ends the daemon as the system does; what it returned.
+    int Stop() {
+        _daemon->Signal(SIGTERM);
+        return _daemon->Wait();
+    }
+    [[nodiscard]] RawClient Connect() const { return RawClient(_socket); }
+    /// Sends everything, closes the sending side and gives what came back: what a shell script does.
+    [[nodiscard]] std::string Ask(const std::string& requests) const {
+        RawClient client(_socket);
+        client.Send(requests);
+        client.EndInput();
+        return client.ReceiveAll();
+    }
+    [[nodiscard]] core::IniFile Saved() const {
+        return storage::OpenStore("ini:" + _store, [](const std::string&) {})->Load();
+    }
+
+    test::TemporaryDirectory _directory;
+    const std::string _socket = _directory.File("run/settings.sock");
+    const std::string _store = _directory.File("state/settings.ini");
+    std::optional<DaemonProcess> _daemon;
+};
+
+TEST_F(DaemonTest, ServesAScriptWithAPlainSocket) {
+    Start();
+    EXPECT_EQ("data\n[a]\nx = 1\n\n.\n", Ask("merge\n[a]\nx=1\n.\nget delimited\na\n.\n"));
+}
+
+TEST_F(DaemonTest, KeepsSettingsOverARestart) {
+    Start();
+    EXPECT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nflush\n"));
+    _daemon->Signal(SIGKILL);
+    EXPECT_EQ(1000 + SIGKILL, _daemon->Wait());
+    Start();
+    EXPECT_EQ("data\n[a]\nx = 1\n\n.\n", Ask("get delimited\n*\n.\n"));
+}
+
+TEST_F(DaemonTest, SavesBeforeATestAndMergeIsAnswered) {
+    Start({"--save-delay", "3600000"});
+    EXPECT_EQ("result\nok\n", Ask("test-and-merge\n.\n[a]\nx=1\n.\n"));
+    _daemon->Signal(SIGKILL);
+    _daemon->Wait();
+    EXPECT_EQ("1", Saved().GetValue("a", "x"));
+}
+
+TEST_F(DaemonTest, StopsCleanlyAndServesWhatItHasReceived) {
+    Start({"--save-delay", "3600000"});
+    RawClient client = Connect();
+    client.Send("sync\n");
+    ASSERT_EQ("synced\n", client.ReceiveUntil("\n"));
+    _daemon->Signal(SIGSTOP);
+    client.Send("merge\n[a]\nx=1\n.\nsync\nmerge\n[unfinished]\ny=2\n");
+    _daemon->Signal(SIGTERM);
+    _daemon->Signal(SIGCONT);
+    EXPECT_EQ("synced\n", client.ReceiveAll());
+    EXPECT_EQ(0, _daemon->Wait());
+    EXPECT_NE(std::string::npos, _daemon->Log().find("everything is saved"));
+    EXPECT_EQ("1", Saved().GetValue("a", "x"));
+    EXPECT_FALSE(Saved().HasGroup("unfinished"));
+    EXPECT_NE(0, ::access(_socket.c_str(), F_OK));
+}
+
+TEST_F(DaemonTest, TellsSubscribersOnOtherConnections) {
+    Start();
+    RawClient subscriber = Connect();
+    subscriber.Send("subscribe\na*\n.\nsync\n");
+    ASSERT_EQ("synced\n", subscriber.ReceiveUntil("\n"));
+    EXPECT_EQ("synced\n", Ask("merge\n[a1]\nx=1\n[b]\ny=1\n.\nsync\n"));
+    EXPECT_EQ("async change\na1\n.\n[a1]\nx = 1\n\n.\n",
+              subscriber.ReceiveUntil("\n.\n").append(subscriber.ReceiveUntil("\n.\n")));
+}
+
+TEST_F(DaemonTest, ReadsDefaultsAgainOnRequest) {
+    const std::string defaults = _directory.Write("defaults.ini", "[a]\nx = 1\ny = 1\n");
+    Start({"--defaults", defaults});
+    RawClient subscriber = Connect();
+    subscriber.Send("merge\n[a]\nx=own\n.\nsubscribe\n*\n.\nsync\n");
+    ASSERT_EQ("synced\n", subscriber.ReceiveUntil("\n"));
+    _directory.Write("defaults.ini", "[a]\nx = 2\ny = 2\n");
+    _daemon->Signal(SIGHUP);
+    ASSERT_TRUE(_daemon->WaitForLog("read again"));
+    EXPECT_EQ("data\n[a]\nx = own\ny = 2\n\n.\n", Ask("get delimited\n*\n.\n"));
+    subscriber.EndInput();
+    EXPECT_EQ("async change\na\n.\n[a]\nx = own\ny = 2\n\n.\n", subscriber.ReceiveAll());
+    _directory.Write("defaults.ini", "nonsense\n");
+    _daemon->Signal(SIGHUP);
+    ASSERT_TRUE(_daemon->WaitForLog("the old stays"));
+    EXPECT_EQ("data\n[a]\nx = own\ny = 2\n\n.\n", Ask("get delimited\n*\n.\n"));
+}
+
+TEST_F(DaemonTest, KeepsASecondDaemonAway) {
+    Start();
+    DaemonProcess sameSocket({"--socket", _socket, "--store", "memory:"});
+    EXPECT_EQ(1, sameSocket.Wait());
+    EXPECT_NE(std::string::npos, sameSocket.Log().find("'" + _socket + "' is in use by another process"));
+    DaemonProcess sameStore({"--socket", _directory.File("other.sock"), "--store", "ini:" + _store});
+    EXPECT_EQ(1, sameStore.Wait());
+    EXPECT_NE(std::string::npos, sameStore.Log().find("'" + _store + "' is in use by another process"));
+    EXPECT_EQ("synced\n", Ask("sync\n"));
+}
+
+TEST_F(DaemonTest, ChecksItsSetupWithoutServing) {
+    const std::string defaults = _directory.Write("defaults.ini", "[a]\nx = 1\n");
+    DaemonProcess good({"--check", "--store", "memory:", "--defaults", defaults});
+    EXPECT_EQ(0, good.Wait());
+    EXPECT_NE(std::string::npos, good.Log().find("everything is in order: 1 groups"));
+    const std::string broken = _directory.Write("broken.ini", "[a]\nnonsense\n");
+    DaemonProcess bad({"--check", "--store", "memory:", "--defaults", broken});
+    EXPECT_EQ(1, bad.Wait());
+    EXPECT_NE(std::string::npos, bad.Log().find(broken)) << bad.Log();
+}
+
+TEST_F(DaemonTest, TakesItsOptionsFromAFile) {
+    const std::string config =
+        _directory.Write("settingsd.conf", "socket = \"" + _socket + "\"\nstore = \"ini:" + _store +
+                                               "\"\nlog-level = \"debug\"\n");
+    _daemon.emplace(std::vector<std::string>{"--config", config});
+    ASSERT_TRUE(_daemon->Serves()) << _daemon->Log();
+    EXPECT_EQ("synced\n", Ask("sync\n"));
+    EXPECT_TRUE(_daemon->WaitForLog("connection 1 from process"));
+    EXPECT_EQ(0, Stop());
+}
+
+TEST_F(DaemonTest, RefusesOptionsThatItDoesNotUnderstand) {
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--nonsense"}, {"--save-delay", "soon"}, {"--socket-mode", "9"}, {"--log-level", "loud"}}) {
+        DaemonProcess daemon(arguments);
+        EXPECT_EQ(2, daemon.Wait()) << arguments[0];
+    }
+}
+
+TEST_F(DaemonTest, EnforcesRestrictionsByWhoIsConnected) {
+    const std::string me = std::to_string(::getuid());
+    const std::string nobody = std::to_string(::getuid() + 1);
+    const std::string defaults =
+        _directory.Write("defaults.ini", "[Keys]\nk = 1\n[Open]\no = 1\n[Fixed]\nf = 1\n");
+    const std::string restricted =
+        _directory.Write("restricted.ini", "[Keys]\nread = " + nobody + "\n[Fixed]\nread = " + me +
+                                               "\nwrite = " + nobody + "\n");
+    Start({"--defaults", defaults, "--restricted", restricted});
+    EXPECT_EQ("data\n[Fixed]\nf = 1\n\n[Open]\no = 1\n\n.\n", Ask("get delimited\n*\n.\n"));
+    EXPECT_EQ("error\nnot allowed to write group 'Fixed'\n", Ask("merge\n[Open]\no=2\n[Fixed]\nf=2\n.\n"));
+    EXPECT_EQ("data\n[Open]\no = 1\n\n.\n", Ask("get delimited\nOpen\n.\n"));
+}
+
+TEST_F(DaemonTest, ReportsItselfAndItsClients) {
+    Start();
+    RawClient subscriber = Connect();
+    subscriber.Send("subscribe\na\nb*\n.\nsync\n");
+    ASSERT_EQ("synced\n", subscriber.ReceiveUntil("\n"));
+    const std::string stats = Ask("merge\n[a]\nx=1\n.\nstats\n");
+    EXPECT_NE(std::string::npos, stats.find("\nConnections = 2\n")) << stats;
+    EXPECT_NE(std::string::npos, stats.find("\nGroups = 1\n")) << stats;
+    EXPECT_NE(std::string::npos, stats.find("\nRevision = 1\n")) << stats;
+    const std::string clients = Ask("clients\n");
+    EXPECT_NE(std::string::npos, clients.find("Process = " + std::to_string(::getpid()))) << clients;
+    EXPECT_NE(std::string::npos, clients.find("Subscription000 = a\nSubscription001 = b*\n")) << clients;
+}
+
+TEST_F(DaemonTest, CutsOffAReaderThatIsTooSlowAndDelaysNobody) {
+    Start({"--max-output", "100000", "--log-level", "notice"});
+    RawClient slow = Connect();
+    slow.Send("subscribe\n*\n.\nsync\n");
+    ASSERT_EQ("synced\n", slow.ReceiveUntil("\n"));
+    RawClient writer = Connect();
+    const std::string value(20000, 'v');
+    for (int round = 0; round < 100; ++round) {
+        writer.Send("merge\n[a]\nx=" + std::to_string(round) + value + "\n.\nsync\n");
+        ASSERT_EQ("synced\n", writer.ReceiveUntil("\n"));
+    }
+    EXPECT_TRUE(_daemon->WaitForLog("closed: "));
+    EXPECT_EQ("synced\n", Ask("sync\n"));
+    EXPECT_EQ(0, Stop());
+}
+
+TEST_F(DaemonTest, SurvivesNonsense) {
+    Start();
+    RawClient client = Connect();
+    client.Send("what\nmerge\nnonsense\n.\nsync\n");
+    const std::string reply = client.ReceiveUntil("synced\n");
+    EXPECT_EQ(0u, reply.find("error\n")) << reply;
+    EXPECT_NE(std::string::npos, reply.find("nonsense")) << reply;
+    EXPECT_EQ("data\n.\n", Ask("get delimited\n*\n.\n"));
+}
+
+}  // namespace
+}  // namespace zumra::settingsd
