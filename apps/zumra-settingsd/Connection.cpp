@@ -6,17 +6,26 @@
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
 namespace zumra::settingsd {
+
+namespace {
+
+/// For a peer that is still reading to take the last bytes before it is cut off.
+constexpr std::chrono::milliseconds kLastBytes{500};
+
+}  // namespace
 
 Connection::Connection(std::uint64_t number, Socket socket,
                        std::shared_ptr<const settings::server::Identity> identity, Closed closed)
     : _number(number),
       _socket(std::move(socket)),
       _identity(std::move(identity)),
-      _closed(std::move(closed)) {}
+      _closed(std::move(closed)),
+      _timer(_socket.get_executor()) {}
 
 void Connection::Start(const settings::server::ServerEnv& env, settings::server::Session::Options options) {
     _socket.non_blocking(true);
@@ -42,7 +51,11 @@ void Connection::Wake() {
 
 /// Does whatever can be done now.
 void Connection::Go() {
-    if (_over || !_sending.empty()) {
+    if (_over) {
+        return;
+    }
+    if (!_sending.empty()) {
+        CloseSoonIfCutOff();
         return;
     }
     _session->Resume();
@@ -55,6 +68,22 @@ void Connection::Go() {
     } else if (!_session->Waiting() && !_inputEnded && !_draining) {
         WaitForInput();
     }
+}
+
+/// A session that ended for a reason has nothing to wait for but that the peer takes what is on its way to
+/// it.
+void Connection::CloseSoonIfCutOff() {
+    if (_closingSoon || !_session->Ended() || _session->EndReason().empty()) {
+        return;
+    }
+    _closingSoon = true;
+    _timer.expires_after(kLastBytes);
+    _timer.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+        const auto self = weak.lock();
+        if (!error && self && !self->_over) {
+            self->Close(self->_session->EndReason());
+        }
+    });
 }
 
 void Connection::WaitForInput() {
@@ -127,6 +156,7 @@ void Connection::Close(const std::string& reason) {
     }
     asio::error_code ignored;
     _socket.close(ignored);
+    _timer.cancel();
     const auto self = shared_from_this();
     _session.reset();
     _closed(*this, reason);

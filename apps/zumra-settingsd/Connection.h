@@ -2,6 +2,7 @@
 
 #include <array>
 #include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -48,17 +49,20 @@ private:
     bool ReceiveBlock();
     void Send();
     void Wake();
+    void CloseSoonIfCutOff();
 
     const std::uint64_t _number;
     Socket _socket;
     std::shared_ptr<const settings::server::Identity> _identity;
     Closed _closed;
     std::unique_ptr<settings::server::Session> _session;
+    asio::steady_timer _timer;
     std::string _sending;
     std::atomic<bool> _woken{false};
     bool _reading = false;
     bool _inputEnded = false;
     bool _draining = false;
+    bool _closingSoon = false;
     bool _over = false;
 };
 
