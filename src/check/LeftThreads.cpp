@@ -2,7 +2,9 @@
 
 #include <dirent.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -15,13 +17,21 @@ using Clock = std::chrono::steady_clock;
 /// Far above what the kernel needs to take a joined thread off its list, far below a check's time-out.
 constexpr std::chrono::seconds kGrace{1};
 
-/// The threads of this process; 0 where /proc cannot be read.
-std::size_t CountThreads() {
+/// The ids of this process's threads, ascending; none where /proc cannot be read.
+std::vector<long> RunningThreads() {
     const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir("/proc/self/task"), closedir);
-    std::size_t count = 0;
+    std::vector<long> ids;
     while (const dirent* entry = tasks ? readdir(tasks.get()) : nullptr)
-        count += entry->d_name[0] == '.' ? 0 : 1;
-    return count;
+        if (entry->d_name[0] != '.')
+            ids.push_back(std::atol(entry->d_name));
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+std::size_t CountNew(const std::vector<long>& before, const std::vector<long>& now) {
+    return static_cast<std::size_t>(std::count_if(now.begin(), now.end(), [&before](long id) {
+        return !std::binary_search(before.begin(), before.end(), id);
+    }));
 }
 
 /// The thread sanitizer starts a thread of its own with the program's first one.
@@ -33,16 +43,17 @@ void StartSanitizersThread() {
 
 }  // namespace
 
-LeftThreads::LeftThreads() : _before((StartSanitizersThread(), CountThreads())) {}
+LeftThreads::LeftThreads() {
+    StartSanitizersThread();
+    _before = RunningThreads();
+}
 
 std::size_t LeftThreads::Count() const {
     const Clock::time_point deadline = Clock::now() + kGrace;
     for (;;) {
-        const std::size_t now = CountThreads();
-        if (now <= _before)
-            return 0;
-        if (Clock::now() >= deadline)
-            return now - _before;
+        const std::size_t left = CountNew(_before, RunningThreads());
+        if (left == 0 || Clock::now() >= deadline)
+            return left;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 namespace zumra::check {
 
@@ -13,7 +14,7 @@ public:
     [[nodiscard]] std::size_t Count() const;
 
 private:
-    std::size_t _before;
+    std::vector<long> _before;
 };
 
 }  // namespace zumra::check

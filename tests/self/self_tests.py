@@ -21,6 +21,8 @@ UNKNOWN = MISMATCH + "but instead caught unknown exception"
 SEGFAULT = "Received signal 11 (Segmentation fault)"
 AFTER = "(after this point) "
 TIMEOUT = "Test timeout expired"
+# For the checks that are to run out of a second's time.
+HURRY = {"CK_TIMEOUT_MULTIPLIER": "0.3"}
 NAMESPACE = "{http://check.sourceforge.net/ns}"
 
 # suite: test case: rows of check, result (Passed, Failure, Error), text.
@@ -231,8 +233,11 @@ class Rows(unittest.TestCase):
         return result
 
     def test_forked(self):
-        result = self.run_and_compare("--fork", {**SAME_IN_BOTH_MODES, **FORKED})
+        result = self.run_and_compare("--fork", SAME_IN_BOTH_MODES)
         self.assert_destroyed(result)
+
+    def test_forked_ends(self):
+        self.run_and_compare("--fork", FORKED, HURRY)
 
     def test_not_forked(self):
         result = self.run_and_compare("--no-fork", SAME_IN_BOTH_MODES)
@@ -244,7 +249,7 @@ class Rows(unittest.TestCase):
     def test_not_forked_ends(self):
         for suite, case, check, status, lines in NOT_FORKED:
             with self.subTest(suite=suite):
-                result = run("--no-fork", suite)
+                result = run("--no-fork", suite, environment=HURRY)
                 self.assertEqual([row[1:] for row in report(result.stderr)][:len(lines)],
                                  [(kind, case, check, text) for kind, text in lines])
                 path, definition, marked = PLACES[check]
@@ -279,7 +284,7 @@ class Surroundings(unittest.TestCase):
             with self.subTest(arguments=arguments):
                 script = '"$@"; echo "status is not 0: $(($? != 0))"; echo survived'
                 shell = subprocess.run(["sh", "-c", script, "sh", *PROGRAM, *arguments.split()], capture_output=True,
-                                       text=True, timeout=60, check=False)
+                                       text=True, timeout=60, check=False, env=dict(os.environ, **HURRY))
                 self.assertIn("status is not 0: 1\nsurvived\n", shell.stdout)
 
     def test_signals_end_the_program_alone(self):
@@ -308,7 +313,7 @@ class Surroundings(unittest.TestCase):
             signal.signal(signal.SIGCHLD, signal.SIG_IGN)
             signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGALRM, signal.SIGCHLD})
 
-        result = run("HangTests", preexec_fn=inherit)
+        result = run("HangTests", preexec_fn=inherit, environment=HURRY)
         self.assertIn("50%: Checks: 2, Failures: 0, Errors: 1\n", result.stdout)
 
     def test_environment_does_not_narrow_or_redirect(self):
