@@ -22,7 +22,7 @@ TCase* BuildTestCase(const char* suite, const TestCase& testCase) {
 
 }  // namespace
 
-Suite* BuildSuite(const char* name, std::initializer_list<TestCase> testCases) {
+Suite* BuildSuite(const char* name, const std::vector<TestCase>& testCases) {
     Suite* const suite = suite_create(name);
     for (const TestCase& testCase : testCases)
         suite_add_tcase(suite, BuildTestCase(name, testCase));

@@ -19,7 +19,6 @@
 /// escapes the body fails the check. Include this header last, see CheckAssertions.h.
 
 #include <chrono>
-#include <initializer_list>
 #include <vector>
 
 #include "CheckAssertions.h"
@@ -56,7 +55,7 @@ struct TestCase {
 };
 
 /// A new suite with these test cases and checks, in this order. The names are kept, not copied.
-Suite* BuildSuite(const char* name, std::initializer_list<TestCase> testCases);
+Suite* BuildSuite(const char* name, const std::vector<TestCase>& testCases);
 
 /// Runs a check's body in the exception guard.
 void RunCheck(const char* file, int line, void (*body)());

@@ -1,6 +1,6 @@
 """Tries the command line of the check program itself.
 
-command_line_tests.py PROGRAM, see self_tests.py for the environment.
+command_line_tests.py [EMULATOR...] PROGRAM
 """
 import os
 import re
@@ -10,7 +10,7 @@ import tempfile
 import unittest
 import xml.etree.ElementTree
 
-PROGRAM = [part for part in os.environ.get("ZUMRA_EMULATOR", "").split(";") if part] + sys.argv[1:2]
+PROGRAM = sys.argv[1:]
 NAME = os.path.basename(PROGRAM[-1])
 
 # The order in which suites run, whatever the order in which they are named.
