@@ -232,8 +232,8 @@ class Rows(unittest.TestCase):
             self.compare_xml(log, expected)
         kinds = [row[2] for row in expected]
         passed = 100 * kinds.count("P") // len(kinds)
-        self.assertIn(f"{passed}%: Checks: {len(kinds)}, Failures: {kinds.count('F')}, Errors: {kinds.count('E')}\n",
-                      result.stdout)
+        self.assertEqual(re.findall(r"^\d+%: .*$", result.stdout, re.MULTILINE), [
+            f"{passed}%: Checks: {len(kinds)}, Failures: {kinds.count('F')}, Errors: {kinds.count('E')}"])
         self.assertEqual(result.returncode, 1)
         return result
 
