@@ -37,10 +37,7 @@ void Semaphore::Release() {
 bool Semaphore::Lock(unsigned int milliseconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     MutexLock lock(_mutex);
-    while (_count == 0) {
-        if (milliseconds == 0 || !_available.WaitUntil(_mutex, deadline)) {
-            break;
-        }
+    while (_count == 0 && _available.WaitUntil(_mutex, deadline)) {
     }
     if (_count == 0) {
         return false;

@@ -108,7 +108,7 @@ TEST(GroupNameMatcher, WritesLargeDocumentsWhole) {
     }
     std::ostringstream out;
     GroupNameMatcher("*").SerializeIni(out, document);
-    EXPECT_EQ(document.SaveToString(), out.str());
+    EXPECT_TRUE(document.SaveToString() == out.str());
 }
 
 TEST(GroupNameMatcher, RemovesWhatWasAdded) {
@@ -196,26 +196,31 @@ TEST(GroupNameMatcher, AgreesWithTheRuleOnRandomEntriesAndNames) {
     }
 }
 
-/// A map that counts how often its keys are compared.
-struct CountingLess {
-    using is_transparent = void;
-    static inline std::size_t count = 0;
-    bool operator()(std::string_view a, std::string_view b) const {
-        ++count;
-        return a < b;
+/// A map's key that counts how often a key is looked at.
+struct CountingKey {
+    std::string text;
+    static inline std::size_t looks = 0;
+    operator std::string_view() const {
+        ++looks;
+        return text;
     }
 };
 
+struct Less {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const { return a < b; }
+};
+
 TEST(GroupNameMatcher, CostsALookUpAnEntryNotTheMap) {
-    std::map<std::string, int, CountingLess> map;
+    std::map<CountingKey, int, Less> map;
     for (int i = 0; i < 100000; ++i) {
-        map["group" + std::to_string(i)] = i;
+        map.emplace(CountingKey{"group" + std::to_string(i)}, i);
     }
-    CountingLess::count = 0;
+    CountingKey::looks = 0;
     int visits = 0;
     Of({"group77777", "group1234*", "none", "none*"}).ForEachMatch(map, [&visits](auto) { ++visits; });
     EXPECT_EQ(12, visits);
-    EXPECT_LT(CountingLess::count, 4u * 40u);
+    EXPECT_LT(CountingKey::looks, 4u * 40u);
 }
 
 }  // namespace

@@ -147,7 +147,7 @@ TEST(IniRoundTrip, LongLinesAndManyLinesFromAStream) {
         std::istringstream in(document.SaveToString());
         IniFile read;
         read.LoadFromStream(in);
-        ASSERT_EQ(document, read);
+        ASSERT_TRUE(document == read) << length;  // printing it would take minutes
     }
 }
 

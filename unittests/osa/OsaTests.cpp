@@ -87,29 +87,34 @@ TEST(Mutex, LetsOneThreadInAtATime) {
     EXPECT_EQ(40000, count);
 }
 
-TEST(Condition, WakesWaiters) {
+TEST(Condition, WakesAllWaiters) {
     Mutex mutex;
     Condition changed;
-    int stage = 0;
+    Condition arrived;
+    int waiting = 0;
+    bool go = false;
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
         threads.emplace_back([&] {
             MutexLock lock(mutex);
-            while (stage == 0) {
+            ++waiting;
+            arrived.NotifyOne();
+            while (!go) {
                 changed.Wait(mutex);
             }
-            ++stage;
         });
     }
     {
         MutexLock lock(mutex);
-        stage = 1;
+        while (waiting < 3) {
+            arrived.Wait(mutex);
+        }
+        go = true;
         changed.NotifyAll();
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(4, stage);
 }
 
 TEST(Condition, WaitUntilEndsAtTheDeadlineAndHoldsTheMutex) {
