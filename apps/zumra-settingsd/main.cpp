@@ -9,7 +9,9 @@ int main(int count, char** arguments) {
     using namespace zumra::settingsd;
     try {
         const Options options = ParseOptions(count, arguments);
+        // A peer that is gone, or a file over its limit, is an error of the call, not the end of the daemon.
         std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGXFSZ, SIG_IGN);
         Log log(options.logLevel);
         try {
             if (options.checkOnly) {

@@ -1,9 +1,13 @@
 // The real daemon over its real socket.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <optional>
@@ -40,6 +44,14 @@ protected:
     }
     [[nodiscard]] core::IniFile Saved() const {
         return storage::OpenStore("ini:" + _store, [](const std::string&) {})->Load();
+    }
+
+    /// The saved settings while the daemon holds them.
+    [[nodiscard]] core::IniFile IniFileText() const {
+        core::IniFile document;
+        std::ifstream file(_store);
+        document.LoadFromStream(file);
+        return document;
     }
 
     test::TemporaryDirectory _directory;
@@ -198,6 +210,42 @@ TEST_F(DaemonTest, CutsOffAReaderThatIsTooSlowAndDelaysNobody) {
     EXPECT_TRUE(_daemon->WaitForLog("closed: "));
     EXPECT_EQ("synced\n", Ask("sync\n"));
     EXPECT_EQ(0, Stop());
+}
+
+TEST_F(DaemonTest, GoesOnInMemoryWhenTheDiskIsFullAndRecoversByItself) {
+    Start();
+    ASSERT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nflush\n"));
+    // No file may grow beyond a few bytes: every save fails while it writes.
+    const rlimit small{8, RLIM_INFINITY};
+    ASSERT_EQ(0, ::prlimit(_daemon->Process(), RLIMIT_FSIZE, &small, nullptr));
+    for (int flush = 0; flush < 2; ++flush) {
+        const std::string reply = Ask("merge\n[a]\nx=" + std::to_string(2 + flush) + "\n.\nflush\n");
+        EXPECT_EQ(0u, reply.find("error\n")) << reply;
+        EXPECT_NE(std::string::npos, reply.find(std::strerror(EFBIG))) << reply;
+    }
+    EXPECT_EQ(0u, Ask("test-and-merge\n.\n[b]\ny=1\n.\n").find("error\n"));
+    EXPECT_TRUE(_daemon->WaitForLog("could not be saved, going on in memory"));
+    EXPECT_EQ("data\n[a]\nx = 3\n\n[b]\ny = 1\n\n.\n", Ask("get delimited\n*\n.\n"));
+    EXPECT_EQ("1", IniFileText().GetValue("a", "x"));
+    const rlimit room{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(0, ::prlimit(_daemon->Process(), RLIMIT_FSIZE, &room, nullptr));
+    EXPECT_TRUE(_daemon->WaitForLog("saved again"));
+    _daemon->Signal(SIGKILL);
+    _daemon->Wait();
+    EXPECT_EQ("3", Saved().GetValue("a", "x"));
+    EXPECT_EQ("1", Saved().GetValue("b", "y"));
+}
+
+TEST_F(DaemonTest, WritesNothingWhenNothingChanged) {
+    Start({"--save-delay", "0"});
+    ASSERT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nflush\n"));
+    struct stat before {};
+    ASSERT_EQ(0, ::stat(_store.c_str(), &before));
+    ASSERT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nrestore\n*\n.\nflush\n"));
+    EXPECT_EQ(0, Stop());
+    struct stat after {};
+    ASSERT_EQ(0, ::stat(_store.c_str(), &after));
+    EXPECT_EQ(before.st_ino, after.st_ino);
 }
 
 TEST_F(DaemonTest, SurvivesNonsense) {
