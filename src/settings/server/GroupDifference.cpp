@@ -2,7 +2,16 @@
 
 namespace zumra::settings::server {
 
-GroupDifference DifferenceOf(const SharedGroup& current, const SharedGroup& byDefault) {
+using common::SharedGroup;
+
+namespace {
+
+bool Has(const SharedGroup& group, const std::string& name) {
+    return group && group->find(name) != group->end();
+}
+
+/// What comparing shows.
+GroupDifference Compare(const SharedGroup& current, const SharedGroup& byDefault) {
     GroupDifference difference;
     if (!current) {
         difference.removed = static_cast<bool>(byDefault);
@@ -20,7 +29,7 @@ GroupDifference DifferenceOf(const SharedGroup& current, const SharedGroup& byDe
         }
     }
     for (const auto& value : *byDefault) {
-        if (current->find(value.first) == current->end()) {
+        if (!Has(current, value.first)) {
             difference.removedValues.insert(difference.removedValues.end(), value.first);
         }
     }
@@ -28,7 +37,38 @@ GroupDifference DifferenceOf(const SharedGroup& current, const SharedGroup& byDe
     return difference;
 }
 
-SharedGroup Apply(const GroupDifference& difference, const SharedGroup& byDefault) {
+/// Adds what `current` does not contradict.
+void Keep(const GroupDifference& kept, const SharedGroup& current, GroupDifference& difference) {
+    for (const auto& [name, value] : kept.values) {
+        if (Has(current, name) && current->at(name) == value) {
+            difference.values.emplace(name, value);
+            difference.present = true;
+        }
+    }
+    if (current) {
+        difference.present = difference.present || (kept.present && kept.values.empty());
+    } else {
+        difference.removed = difference.removed || kept.removed;
+    }
+    for (const std::string& name : kept.removedValues) {
+        if (!Has(current, name) && !difference.removed) {
+            difference.removedValues.insert(name);
+        }
+    }
+}
+
+}  // namespace
+
+GroupDifference DifferenceOf(const SharedGroup& current, const SharedGroup& byDefault,
+                             const KeptDifference& kept) {
+    GroupDifference difference = Compare(current, byDefault);
+    if (kept != nullptr) {
+        Keep(*kept, current, difference);
+    }
+    return difference;
+}
+
+SharedGroup GroupWith(const GroupDifference& difference, const SharedGroup& byDefault) {
     SharedGroup group = difference.removed ? SharedGroup() : byDefault;
     if (difference.present && !group) {
         return SharedGroup(difference.values);

@@ -1,6 +1,5 @@
 #include "settings/server/SavedDocument.h"
 
-#include <map>
 #include <utility>
 
 #include "zumra/settings/server/ISettingsPersister.h"
@@ -9,7 +8,7 @@ namespace zumra::settings::server {
 
 namespace {
 
-using Group = SharedGroup::Group;
+using Group = core::IniFile::Group;
 
 constexpr std::string_view kRemovedGroups = "ZumraSettings/Removed";
 constexpr std::string_view kRemovedValuesOf = "ZumraSettings/Removed/";
@@ -32,8 +31,25 @@ bool IsList(std::string_view savedName) {
     return savedName == kRemovedGroups || BeginsWith(savedName, kRemovedValuesOf);
 }
 
-std::map<std::string, GroupDifference> Parse(const core::IniFile& saved) {
-    std::map<std::string, GroupDifference> differences;
+core::IniFile ListsOf(const core::IniFile& document) {
+    core::IniFile lists;
+    for (const auto& [savedName, values] : document) {
+        if (IsList(savedName)) {
+            lists.SetGroup(savedName, values);
+        }
+    }
+    return lists;
+}
+
+}  // namespace
+
+SavedDocument::SavedDocument(ISettingsPersister& persister, core::IniFile loaded)
+    : _persister(persister),
+      _incremental(dynamic_cast<IIncrementalPersister*>(&persister)),
+      _document(_incremental != nullptr ? ListsOf(loaded) : std::move(loaded)) {}
+
+GroupDifferences SavedDocument::Parse(const core::IniFile& saved) {
+    GroupDifferences differences;
     for (const auto& [savedName, values] : saved) {
         if (savedName == kRemovedGroups) {
             for (const auto& group : values) {
@@ -57,44 +73,10 @@ std::map<std::string, GroupDifference> Parse(const core::IniFile& saved) {
     return differences;
 }
 
-core::IniFile ListsOf(const core::IniFile& document) {
-    core::IniFile lists;
-    for (const auto& [savedName, values] : document) {
-        if (IsList(savedName)) {
-            lists.SetGroup(savedName, values);
-        }
-    }
-    return lists;
-}
-
-}  // namespace
-
-SavedDocument::SavedDocument(ISettingsPersister& persister, core::IniFile loaded)
-    : _persister(persister),
-      _incremental(dynamic_cast<IIncrementalPersister*>(&persister)),
-      _document(_incremental != nullptr ? ListsOf(loaded) : std::move(loaded)) {}
-
-GroupMap SavedDocument::Restore(const core::IniFile& loaded, const GroupMap& defaults) {
-    GroupMap groups = defaults;
-    for (const auto& [name, difference] : Parse(loaded)) {
-        const auto byDefault = defaults.find(name);
-        SharedGroup group =
-            Apply(difference, byDefault == defaults.end() ? SharedGroup() : byDefault->second);
-        if (group) {
-            groups[name] = std::move(group);
-        } else {
-            groups.erase(name);
-        }
-    }
-    return groups;
-}
-
-void SavedDocument::Update(const std::string& group, const SharedGroup& current,
-                           const SharedGroup& byDefault) {
-    GroupDifference difference = DifferenceOf(current, byDefault);
+void SavedDocument::Update(const std::string& group, GroupDifference difference) {
     Group removedValues;
     for (const std::string& name : difference.removedValues) {
-        removedValues.emplace(name, std::string());
+        removedValues.emplace_hint(removedValues.end(), name, std::string());
     }
     const bool anyRemoved = !removedValues.empty();
     Put(Concatenated(kRemovedValuesOf, group), std::move(removedValues), anyRemoved);
@@ -108,7 +90,7 @@ void SavedDocument::PutRemovedGroup(const std::string& group, bool removed) {
     }
     _unwritten = true;
     _listChanged = true;
-    SharedGroup::Group& list = _document[kRemovedGroups];
+    Group& list = _document[kRemovedGroups];
     if (removed) {
         list[group];
     } else {

@@ -24,19 +24,19 @@ public:
     /// `loaded` is what the persister holds.
     SavedDocument(ISettingsPersister& persister, core::IniFile loaded);
 
-    /// The groups of a store that starts with `loaded` on these defaults.
-    [[nodiscard]] static GroupMap Restore(const core::IniFile& loaded, const GroupMap& defaults);
+    /// What a saved document says.
+    [[nodiscard]] static GroupDifferences Parse(const core::IniFile& saved);
 
-    /// Takes note of what a group is now. On failure the same call has to come again.
-    void Update(const std::string& group, const SharedGroup& current, const SharedGroup& byDefault);
+    /// Takes note of how a group differs now. On failure the same call has to come again.
+    void Update(const std::string& group, GroupDifference difference);
     /// Hands to the persister what differs from the last write; calls it only when something does. When it
     /// throws, the next write contains everything again.
     void Write();
 
 private:
-    void Put(const std::string& savedName, SharedGroup::Group values, bool exists);
+    void Put(const std::string& savedName, core::IniFile::Group values, bool exists);
     void PutRemovedGroup(const std::string& group, bool removed);
-    void Replace(const std::string& savedName, SharedGroup::Group values, bool exists);
+    void Replace(const std::string& savedName, core::IniFile::Group values, bool exists);
 
     ISettingsPersister& _persister;
     IIncrementalPersister* const _incremental;

@@ -207,7 +207,7 @@ void Saver::UpdateDocument(UnsavedGroups& taken) {
     _source.TakeUnsaved(taken);
     auto item = taken.items.begin();
     for (const std::string& name : taken.names) {
-        _document.Update(name, item->current, item->byDefault);
+        _document.Update(name, DifferenceOf(item->current, item->byDefault, item->kept));
         *item = UnsavedGroups::Item();  // held no longer than needed: a writer would have to copy it
         ++item;
     }

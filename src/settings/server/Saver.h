@@ -21,8 +21,9 @@ namespace zumra::settings::server {
 /// Groups that changed since they were last taken, as they are at one revision.
 struct UnsavedGroups {
     struct Item {
-        SharedGroup current;
-        SharedGroup byDefault;
+        common::SharedGroup current;
+        common::SharedGroup byDefault;
+        KeptDifference kept;
     };
     std::uint64_t revision = 0;
     std::set<std::string> names;

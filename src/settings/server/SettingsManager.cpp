@@ -34,9 +34,9 @@ SaveOptions OnlyDeferred(bool deferSaves) {
 SettingsManager::SettingsManager() : _state(std::make_unique<State>()) {}
 
 SettingsManager::SettingsManager(const core::IniFile& defaults) : SettingsManager() {
-    GroupMap groups = ToGroups(defaults);
+    Store store(ToGroups(defaults), {});
     osa::MutexLock lock(_state->mutex);
-    _state->store = Store(groups, groups);
+    _state->store = std::move(store);
 }
 
 SettingsManager::SettingsManager(ISettingsPersister* persister, IRestrictedSettingsLoader* restrictions,

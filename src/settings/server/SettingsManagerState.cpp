@@ -18,8 +18,7 @@ void SettingsManager::State::Load(const SaveOptions& options) {
     GroupMap defaults = ToGroups(LoadDefaults());
     SettingsCombiner saved(filter);
     persister->LoadSettings(saved);
-    GroupMap groups = SavedDocument::Restore(saved.Combined(), defaults);
-    store = Store(std::move(groups), std::move(defaults));
+    store = Store(std::move(defaults), SavedDocument::Parse(saved.Combined()));
     saver = std::make_unique<Saver>(*this, SavedDocument(*persister, saved.Take()), options);
 }
 
@@ -147,9 +146,7 @@ void SettingsManager::State::TakeUnsaved(UnsavedGroups& taken) {
     taken.names.swap(unsaved);
     taken.items.reserve(taken.names.size());
     for (const std::string& name : taken.names) {
-        const auto byDefault = store.Defaults().find(name);
-        taken.items.push_back(
-            {store.FindGroup(name), byDefault == store.Defaults().end() ? SharedGroup() : byDefault->second});
+        taken.items.push_back({store.FindGroup(name), store.FindDefault(name), store.FindKept(name)});
     }
 }
 

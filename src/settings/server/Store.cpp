@@ -24,7 +24,29 @@ void Patch(SharedGroup& group, Edition::Step& step) noexcept {
     step.values.swap(before);
 }
 
+template <class Map>
+typename Map::mapped_type Found(const Map& map, std::string_view name) {
+    const auto at = map.find(name);
+    return at == map.end() ? typename Map::mapped_type() : at->second;
+}
+
 }  // namespace
+
+Store::Store(GroupMap defaults, const GroupDifferences& differences)
+    : _groups(defaults), _defaults(std::move(defaults)) {
+    for (const auto& [name, difference] : differences) {
+        const SharedGroup byDefault = FindDefault(name);
+        SharedGroup group = GroupWith(difference, byDefault);
+        if (DifferenceOf(group, byDefault, nullptr) != difference) {
+            _kept.emplace(name, std::make_shared<const GroupDifference>(difference));
+        }
+        if (group) {
+            _groups[name] = std::move(group);
+        } else {
+            _groups.erase(name);
+        }
+    }
+}
 
 const std::string* Store::FindValue(std::string_view group, std::string_view name) const {
     const auto at = _groups.find(group);
@@ -36,8 +58,15 @@ const std::string* Store::FindValue(std::string_view group, std::string_view nam
 }
 
 SharedGroup Store::FindGroup(std::string_view group) const {
-    const auto at = _groups.find(group);
-    return at == _groups.end() ? SharedGroup() : at->second;
+    return Found(_groups, group);
+}
+
+SharedGroup Store::FindDefault(std::string_view group) const {
+    return Found(_defaults, group);
+}
+
+KeptDifference Store::FindKept(std::string_view group) const {
+    return Found(_kept, group);
 }
 
 void Store::Apply(Edition& edition) noexcept {
@@ -53,6 +82,12 @@ void Store::Apply(Edition& edition) noexcept {
     _groups.merge(edition.added);
     if (edition.defaults) {
         _defaults.swap(*edition.defaults);
+    }
+    if (edition.kept) {
+        _kept.swap(*edition.kept);
+    }
+    for (const KeptDifferences::iterator at : edition.forgotten) {
+        _kept.erase(at);
     }
     ++_revision;
 }

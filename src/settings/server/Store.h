@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -8,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "settings/server/GroupDifference.h"
 #include "zumra/core/IniFile.h"
 #include "zumra/settings/common/SharedGroup.h"
 
@@ -15,6 +17,8 @@ namespace zumra::settings::server {
 
 using common::GroupMap;
 using common::SharedGroup;
+
+using KeptDifferences = std::map<std::string, KeptDifference, std::less<>>;
 
 /// One commit, prepared: everything that can fail has been done when it is complete, and `Store::Apply` only
 /// exchanges what is here with what is there. What the store held before stays in here, to be released
@@ -35,12 +39,17 @@ struct Edition {
 
     std::vector<Step> steps;
     GroupMap added;
-    /// New defaults, when they are to be replaced.
+    /// New defaults, with what is then kept, when they are to be replaced.
     std::optional<GroupMap> defaults;
+    std::optional<KeptDifferences> kept;
+    /// What is to be kept no longer.
+    std::vector<KeptDifferences::iterator> forgotten;
     /// The names that a save has to look at.
     std::set<std::string> unsaved;
 
-    [[nodiscard]] bool empty() const noexcept { return steps.empty() && added.empty() && !defaults; }
+    [[nodiscard]] bool empty() const noexcept {
+        return steps.empty() && added.empty() && !defaults && forgotten.empty();
+    }
 
     /// Calls `visit(name)` for every group that the commit changes.
     template <class Visit>
@@ -59,16 +68,20 @@ struct Edition {
 class Store {
 public:
     Store() = default;
-    Store(GroupMap groups, GroupMap defaults) : _groups(std::move(groups)), _defaults(std::move(defaults)) {}
+    /// What differs like this from these defaults.
+    Store(GroupMap defaults, const GroupDifferences& differences);
 
     [[nodiscard]] GroupMap& Groups() noexcept { return _groups; }
     [[nodiscard]] const GroupMap& Groups() const noexcept { return _groups; }
     [[nodiscard]] const GroupMap& Defaults() const noexcept { return _defaults; }
+    [[nodiscard]] KeptDifferences& Kept() noexcept { return _kept; }
     [[nodiscard]] std::uint64_t Revision() const noexcept { return _revision; }
 
     /// Null when there is none.
     [[nodiscard]] const std::string* FindValue(std::string_view group, std::string_view name) const;
     [[nodiscard]] SharedGroup FindGroup(std::string_view group) const;
+    [[nodiscard]] SharedGroup FindDefault(std::string_view group) const;
+    [[nodiscard]] KeptDifference FindKept(std::string_view group) const;
 
     /// Takes the next step. Every byte of memory that it needs is in the edition.
     void Apply(Edition& edition) noexcept;
@@ -79,6 +92,7 @@ public:
 private:
     GroupMap _groups;
     GroupMap _defaults;
+    KeptDifferences _kept;
     std::uint64_t _revision = 0;
 };
 

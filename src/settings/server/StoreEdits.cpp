@@ -1,6 +1,8 @@
 #include "settings/server/StoreEdits.h"
 
 #include <map>
+#include <memory>
+#include <set>
 #include <utility>
 
 #include "settings/server/GroupDifference.h"
@@ -44,6 +46,59 @@ void PlanMergeOf(Store& store, const std::string& name, const Group& values, Edi
     Group differing = Differing(values, *at->second);
     if (!differing.empty()) {
         edition.steps.push_back(PutValues(at, std::move(differing)));
+    }
+}
+
+/// A group that is restored follows the defaults again in everything.
+void PlanForget(Store& store, const std::string& name, Edition& edition) {
+    const auto kept = store.Kept().find(name);
+    if (kept == store.Kept().end()) {
+        return;
+    }
+    const SharedGroup current = store.FindGroup(name);
+    const SharedGroup byDefault = store.FindDefault(name);
+    if (DifferenceOf(current, byDefault, kept->second) != GroupDifference()) {
+        edition.forgotten.push_back(kept);
+        edition.unsaved.insert(name);
+    }
+}
+
+SharedGroup Found(const GroupMap& groups, const std::string& name) {
+    const auto at = groups.find(name);
+    return at == groups.end() ? SharedGroup() : at->second;
+}
+
+std::set<std::string> DifferingNames(const GroupMap& before, const GroupMap& after) {
+    std::set<std::string> names;
+    for (const auto& [name, group] : before) {
+        if (Found(after, name) != group) {
+            names.insert(name);
+        }
+    }
+    for (const auto& group : after) {
+        if (before.find(group.first) == before.end()) {
+            names.insert(group.first);
+        }
+    }
+    return names;
+}
+
+/// The group with another default under what was set and removed.
+void PlanRebase(Store& store, const std::string& name, const SharedGroup& byDefault, Edition& edition) {
+    const auto at = store.Groups().find(name);
+    const SharedGroup current = store.FindGroup(name);
+    GroupDifference difference = DifferenceOf(current, store.FindDefault(name), store.FindKept(name));
+    SharedGroup rebased = GroupWith(difference, byDefault);
+    edition.unsaved.insert(name);
+    if (DifferenceOf(rebased, byDefault, nullptr) != difference) {
+        edition.kept->emplace(name, std::make_shared<const GroupDifference>(std::move(difference)));
+    }
+    if (!rebased && current) {
+        edition.steps.push_back({.at = at, .erase = true});
+    } else if (rebased && !current) {
+        edition.added.emplace(name, std::move(rebased));
+    } else if (rebased != current) {
+        edition.steps.push_back({.at = at, .replacement = std::move(rebased)});
     }
 }
 
@@ -169,43 +224,31 @@ Edition PlanRestore(Store& store, const common::GroupNameMatcher& groups, const 
         } else if (at->second != wanted->second) {
             edition.steps.push_back({.at = at, .replacement = wanted->second});
         }
+        PlanForget(store, wanted->first, edition);
     });
     return edition;
 }
 
 Edition PlanNewDefaults(Store& store, const GroupMap& defaults) {
     Edition edition;
-    GroupMap next = defaults;
-    const auto replace = [&](const std::string& name, const SharedGroup& before, const SharedGroup& after) {
-        edition.unsaved.insert(name);
-        const auto at = store.Groups().find(name);
-        const SharedGroup current = at == store.Groups().end() ? SharedGroup() : at->second;
-        SharedGroup rebased = Apply(DifferenceOf(current, before), after);
-        if (!rebased && current) {
-            edition.steps.push_back({.at = at, .erase = true});
-        } else if (rebased && !current) {
-            edition.added.emplace(name, std::move(rebased));
-        } else if (rebased != current) {
-            edition.steps.push_back({.at = at, .replacement = std::move(rebased)});
-        }
-    };
-    for (const auto& [name, before] : store.Defaults()) {
-        if (next.find(name) == next.end()) {
-            replace(name, before, SharedGroup());
+    const std::set<std::string> names = DifferingNames(store.Defaults(), defaults);
+    if (names.empty()) {
+        return edition;
+    }
+    edition.defaults = defaults;
+    edition.kept.emplace();
+    for (const std::string& name : names) {
+        PlanRebase(store, name, Found(defaults, name), edition);
+    }
+    for (const auto& kept : store.Kept()) {
+        if (names.count(kept.first) == 0) {
+            PlanRebase(store, kept.first, Found(defaults, kept.first), edition);
         }
     }
-    for (auto& [name, after] : next) {
-        const auto before = store.Defaults().find(name);
-        if (before == store.Defaults().end()) {
-            replace(name, SharedGroup(), after);
-        } else if (before->second != after) {
-            replace(name, before->second, after);
-        } else {
-            after = before->second;  // shared with the groups that are as by default
+    for (auto& [name, group] : *edition.defaults) {
+        if (names.count(name) == 0) {
+            group = store.FindDefault(name);  // shared with the groups that are as by default
         }
-    }
-    if (!edition.unsaved.empty()) {
-        edition.defaults = std::move(next);
     }
     return edition;
 }

@@ -63,7 +63,7 @@ struct StoreStatistics {
 /// **Commits.** Every changing operation is one commit, atomic against every other operation: a reader sees
 /// all of it or nothing. A commit raises the revision by one. What changes nothing is no commit, raises
 /// nothing and tells nobody, with one exception: an overwrite that matched or brought any group is always
-/// one. When an operation throws for any reason but a failed save or a throwing subscriber, the store is as
+/// one, and tells. (What changes nothing but the saved document is a commit that tells nobody.) When an operation throws for any reason but a failed save or a throwing subscriber, the store is as
 /// it was.
 ///
 /// **Subscribers** are called in commit order, each once a commit and by one thread at a time, with whole
@@ -84,7 +84,8 @@ struct StoreStatistics {
 /// of their own names; the group "ZumraSettings/Removed" has a value named after each removed group, the
 /// group "ZumraSettings/Removed/<group>" one for each value removed from a group that exists. A group of the
 /// store whose own name begins with "ZumraSettings/Removed" is saved as "ZumraSettings/Removed!<its name>".
-/// This format is frozen.
+/// This format is frozen. When defaults change, what someone set or removed stays so, also where it has become
+/// the same as the default meanwhile; restoring a group ends that.
 ///
 /// **Restrictions.** `who` is the one on whose behalf an operation runs; null is the program itself, who may
 /// do everything. What `who` may not read is not there for it: not in reads, not for patterns, not in
