@@ -1,0 +1,106 @@
+#include "settings/client/InProcessSession.h"
+
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <utility>
+
+#include "settings/server/Session.h"
+
+namespace zumra::settings::client {
+
+namespace {
+
+/// The peer is this program itself, so what it sends is bounded by its own memory; the numbers only keep sums
+/// of them from wrapping.
+server::SessionLimits NoLimits() {
+    constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max() / 8;
+    return {kMost, kMost, kMost, kMost};
+}
+
+bool WouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+}  // namespace
+
+InProcessSession::InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket,
+                                   std::function<void()> wake)
+    : _store(std::move(store)), _socket(std::move(socket)) {
+    server::Session::Options options;
+    options.limits = NoLimits();
+    options.wake = std::move(wake);
+    _session = std::make_unique<server::Session>(_store->Env(), std::move(options));
+}
+
+InProcessSession::~InProcessSession() = default;
+
+bool InProcessSession::Waiting() const {
+    return _session->Waiting();
+}
+
+bool InProcessSession::WantsInput() const {
+    return !_inputEnded && !_session->Waiting();
+}
+
+bool InProcessSession::Serve() {
+    if (Ended()) {
+        return false;
+    }
+    _session->Resume();
+    bool any = WantsInput() && Receive();
+    any = Send() || any;
+    if (_session->Ended() && _unsent.empty() && !_session->HasOutput()) {
+        _socket.Close();
+    }
+    return any;
+}
+
+bool InProcessSession::Receive() {
+    std::array<char, std::size_t{64} << 10> buffer;
+    const ssize_t received = ::recv(_socket.Get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (received > 0) {
+        _session->Feed({buffer.data(), static_cast<std::size_t>(received)});
+    } else if (received == 0 || !WouldBlock(errno)) {
+        _inputEnded = true;
+        _session->Finish();
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool InProcessSession::Send() {
+    bool any = false;
+    for (;;) {
+        if (_unsent.empty()) {
+            _session->Resume();
+            if (!_session->HasOutput()) {
+                return any;
+            }
+            _output = _session->TakeOutput();
+            _unsent = _output;
+        }
+        if (!SendUnsent()) {
+            return any;
+        }
+        any = true;
+    }
+}
+
+bool InProcessSession::SendUnsent() {
+    const ssize_t sent = ::send(_socket.Get(), _unsent.data(), _unsent.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent >= 0) {
+        _unsent.remove_prefix(static_cast<std::size_t>(sent));
+        return true;
+    }
+    if (!WouldBlock(errno)) {
+        // Nobody will read it any more.
+        _unsent = {};
+    }
+    return false;
+}
+
+}  // namespace zumra::settings::client

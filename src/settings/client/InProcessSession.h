@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "settings/client/InProcessStore.h"
+#include "settings/client/connection/FileDescriptor.h"
+
+namespace zumra::settings::server {
+class Session;
+}
+
+namespace zumra::settings::client {
+
+/// The server's end of one connection to a store of this program: a session, and the socket that leads to it.
+/// Whoever has it runs it, without ever waiting in here.
+///
+/// Thread-safety: one thread at a time.
+class InProcessSession {
+public:
+    /// `socket` does not block. `wake` is called on any thread when another's doing made work for `Serve`.
+    InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket,
+                     std::function<void()> wake);
+    ~InProcessSession();
+
+    /// Receives, executes and sends what can be, once; true when that was anything.
+    bool Serve();
+    /// The connection is at its end and its socket closed.
+    [[nodiscard]] bool Ended() const noexcept { return _socket.Get() < 0; }
+
+    void Close() noexcept { _socket.Close(); }
+
+    [[nodiscard]] int Descriptor() const noexcept { return _socket.Get(); }
+    /// True while the session waits for another thread's doing.
+    [[nodiscard]] bool Waiting() const;
+    /// False while input should be left where it is.
+    [[nodiscard]] bool WantsInput() const;
+    /// True while there is output that the socket did not take.
+    [[nodiscard]] bool WantsToSend() const noexcept { return !_unsent.empty(); }
+
+private:
+    bool Receive();
+    bool Send();
+    bool SendUnsent();
+
+    const std::shared_ptr<InProcessStore> _store;
+    FileDescriptor _socket;
+    std::unique_ptr<server::Session> _session;
+    bool _inputEnded = false;
+    std::string _output;
+    /// The part of `_output` that is still to be sent.
+    std::string_view _unsent;
+};
+
+}  // namespace zumra::settings::client
