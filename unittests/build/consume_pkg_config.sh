@@ -17,4 +17,5 @@ consume() {
 }
 
 consume core zumra
+consume settings zumra-settings
 consume check zumra-check

@@ -13,7 +13,7 @@ if grep -rlE '\.\./(tests|include/zumra|src/(core|osa|check|settings|storage))/'
     echo "the files above hold source paths that begin elsewhere than in the project's folder"
     status=1
 fi
-for source in $(cd "$project" && ls tests/common/*.cpp); do
+for source in $(cd "$project" && ls tests/c*/*Tests.cpp); do
     if ! grep -aqzxF "$source" "$prefix/bin/zumra-settings-checks"; then
         echo "the check program does not report $source"
         status=1
