@@ -13,6 +13,10 @@ void Fail(const char* file, int line, const std::string& message) {
     check::FailOnLine(message, file, line);
 }
 
+void Fail(const char* file, int line, const char* message) {
+    check::FailOnLine(message, file, line);
+}
+
 void Fail(const char* file, int line, const char* /*expressionText*/, const char* format, ...) {
     std::string message(4000, '\0');  // longer ones are cut to this anyway
     va_list arguments;

@@ -35,6 +35,8 @@
 namespace zumra::tests {
 
 [[noreturn]] void Fail(const char* file, int line, const std::string& message);
+/// The form of literals: keeps the building of a string out of the checks, and the text whole in the program.
+[[noreturn]] void Fail(const char* file, int line, const char* message);
 /// Fails with the formatted message in place of the text about the expression.
 [[noreturn]] void Fail(const char* file, int line, const char* expressionText, const char* format, ...)
     __attribute__((format(printf, 4, 5)));

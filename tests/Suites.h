@@ -7,7 +7,15 @@
 namespace zumra::tests {
 
 Suite* CommandTests();
+Suite* IniWatcherTests();
 Suite* ZumraSettingsClientImplLocalTests();
+Suite* ZumraSettingsClientImplMultiThreadedTests();
+Suite* ZumraSettingsClientTests();
+Suite* ResourceManagerTests();
+Suite* ResourceReserverTests();
+Suite* SettingsWatcherTests();
+Suite* SubscribeTests();
+Suite* TestAndMergeTests();
 Suite* CallbackDispatcherTests();
 Suite* ClientHandlerTests();
 Suite* GroupNameMatcherTests();
