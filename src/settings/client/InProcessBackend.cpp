@@ -35,26 +35,42 @@ public:
         return _manager.GetValue(locator.group, locator.name);
     }
 
-    void Merge(const core::IniFile& settings) override { _manager.MergeSettings(settings); }
+    void Merge(const core::IniFile& settings) override {
+        _manager.MergeSettings(settings);
+        SettleFollowers();
+    }
     void SetValue(const SettingLocator& locator, const std::string& value) override {
         _manager.SetValue(locator.group, locator.name, value);
+        SettleFollowers();
     }
     void EraseValue(const SettingLocator& locator) override {
         _manager.EraseValue(locator.group, locator.name);
+        SettleFollowers();
     }
     void Overwrite(const Matcher& groups, const core::IniFile& settings) override {
         _manager.OverwriteSettings(groups, settings);
+        SettleFollowers();
     }
-    void Erase(const Matcher& groups) override { _manager.EraseGroups(groups); }
-    void Restore(const Matcher& groups) override { _manager.RestoreToDefaults(groups); }
+    void Erase(const Matcher& groups) override {
+        _manager.EraseGroups(groups);
+        SettleFollowers();
+    }
+    void Restore(const Matcher& groups) override {
+        _manager.RestoreToDefaults(groups);
+        SettleFollowers();
+    }
 
     bool TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
                       Difference* difference) override {
-        return TakeResult(_manager.TestAndMerge(expected, settings), difference);
+        const bool merged = TakeResult(_manager.TestAndMerge(expected, settings), difference);
+        SettleFollowers();
+        return merged;
     }
     bool TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                              const core::IniFile& settings, Difference* difference) override {
-        return TakeResult(_manager.TestExactlyAndMerge(groups, expected, settings), difference);
+        const bool merged = TakeResult(_manager.TestExactlyAndMerge(groups, expected, settings), difference);
+        SettleFollowers();
+        return merged;
     }
 
     void Subscribe(IChangeCallback* callback, const Matcher& groups) override;
@@ -66,7 +82,7 @@ public:
     void Follow(IFollower* follower, const Matcher& groups) override;
     void Unfollow(IFollower* follower) override;
 
-    void Sync() override {}
+    void Sync() override { SettleFollowers(); }
     void Flush() override { _manager.Flush(); }
 
 private:
@@ -75,6 +91,9 @@ private:
         Matcher groups;
     };
     void StopRelay(Followed& followed) ZUMRA_REQUIRES(_followMutex);
+    /// Followers know of a change when the call that made it returns, also when another thread is at that
+    /// moment telling them of an earlier one.
+    void SettleFollowers() ZUMRA_EXCLUDES(_followMutex);
 
     const std::shared_ptr<InProcessStore> _store;
     server::SettingsManager& _manager;
@@ -128,6 +147,15 @@ void InProcessBackend::UnSubscribe(IChangeCallback* callback) {
         _callbacks.erase(found);
     }
     _manager.UnSubscribe(listener.get());
+}
+
+void InProcessBackend::SettleFollowers() {
+    osa::MutexLock lock(_followMutex);
+    for (const auto& [follower, followed] : _followers) {
+        if (followed.relay) {
+            _manager.Settle(followed.relay.get());
+        }
+    }
 }
 
 void InProcessBackend::StopRelay(Followed& followed) {
