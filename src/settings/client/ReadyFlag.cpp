@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <limits>
 #include <system_error>
 
 #include "zumra/osa/Exception.h"
@@ -18,8 +17,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Longer waits are cut to this, so that no sum of times overflows.
-constexpr milliseconds kLongestWait = std::chrono::hours(24 * 365);
+// Longer waits are cut to this, which `poll` can still count in its milliseconds.
+constexpr milliseconds kLongestWait = std::chrono::hours(24 * 20);
 
 std::string SystemErrorText(int code) {
     return std::error_code(code, std::generic_category()).message();
@@ -27,7 +26,7 @@ std::string SystemErrorText(int code) {
 
 int PollTimeout(Clock::time_point deadline) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max()));
+    return static_cast<int>(std::max<std::int64_t>(left, 0));
 }
 
 }  // namespace
@@ -61,16 +60,12 @@ bool ReadyFlag::Wait(milliseconds timeout) const {
     const Clock::time_point deadline = Clock::now() + std::clamp(timeout, milliseconds(0), kLongestWait);
     for (;;) {
         pollfd entry{_descriptor, POLLIN, 0};
-        const int wait = PollTimeout(deadline);
-        const int ready = ::poll(&entry, 1, wait);
-        if (ready > 0) {
-            return true;
+        const int ready = ::poll(&entry, 1, PollTimeout(deadline));
+        if (ready >= 0) {
+            return ready > 0;
         }
-        if (ready < 0 && errno != EINTR) {
+        if (errno != EINTR) {
             throw osa::Exception("Failed to wait for a change: " + SystemErrorText(errno));
-        }
-        if (ready == 0 && wait == 0) {
-            return false;
         }
     }
 }

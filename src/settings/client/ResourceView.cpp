@@ -84,8 +84,7 @@ std::optional<int> AmountOfFraction(double fraction, int total) {
     if (!inRange) {
         return std::nullopt;
     }
-    const double amount = std::ceil(fraction * total - kRoundingTolerance);
-    return static_cast<int>(std::max(amount, 0.0));
+    return static_cast<int>(std::ceil(fraction * total - kRoundingTolerance));
 }
 
 }  // namespace zumra::settings::client
