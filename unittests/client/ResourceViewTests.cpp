@@ -69,6 +69,11 @@ TEST_F(ResourceViewTests, TakesOffWhatOthersUseButNotTheirCapsNorTheOwnUse) {
     EXPECT_EQ(View().AvailableFraction("A"), 0.9);
 }
 
+TEST_F(ResourceViewTests, IsNotRaisedByACapAboveWhatIsLeft) {
+    Load("[Resources/R/Consumers/A]\nMaxAllowed=75\n[Resources/R/Consumers/B]\nCurrentlyUsed=40\n");
+    EXPECT_EQ(View().Available("A"), 60);
+}
+
 TEST_F(ResourceViewTests, CountsOnlyItsOwnConsumers) {
     Load(
         "[Resources/R/Consumers]\nCurrentlyUsed=1\n[Resources/R/Consumers0]\nCurrentlyUsed=1\n"
@@ -207,7 +212,7 @@ TEST(AmountOfFractionTests, RefusesWhatIsNoFraction) {
 }
 
 TEST(AmountOfFractionTests, IsExactForAllFractionsOfSmallWholeNumbers) {
-    for (const std::int64_t total : {1, 3, 7, 100, 365, 997, 1000, 4096, 99991, 100000, 1000000007, kMax}) {
+    for (const std::int64_t total : {1, 3, 7, 100, 365, 997, 1000, 4096, 99991, 100000, 2147400000, kMax}) {
         for (std::int64_t n = 1; n <= 2000; ++n) {
             for (std::int64_t k = 0; k <= n; ++k) {
                 const double fraction = static_cast<double>(k) / static_cast<double>(n);

@@ -83,7 +83,7 @@ public:
 
     /// Blocks until there is something for an update, or until `timeout` of monotonic time has passed; true
     /// when there is something. Before the first `Update`: true at once. A timeout of zero or below only
-    /// looks. Times over a year are cut to a year.
+    /// looks. Times over 20 days are cut to that.
     bool WaitForChange(std::chrono::milliseconds timeout);
 
     /// A descriptor that is readable (for `poll`, `epoll` and the like) as long as there is something for an

@@ -139,7 +139,7 @@ public:
     /// Blocks until there may be something for an update, or until `timeout` of monotonic time has passed;
     /// true when there may be. A change in a group of a bound setting ends the wait, also one after which an
     /// update returns false. Before the first update: true at once. A timeout of zero or below only looks.
-    /// Times over a year are cut to a year.
+    /// Times over 20 days are cut to that.
     bool WaitForChange(std::chrono::milliseconds timeout);
 
     /// A descriptor that is readable (for `poll`, `epoll` and the like) as long as `WaitForChange` would

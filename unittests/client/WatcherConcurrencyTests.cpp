@@ -1,0 +1,278 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client/EveryMode.h"
+#include "zumra/settings/IChangeCallback.h"
+#include "zumra/settings/IniWatcher.h"
+#include "zumra/settings/SettingsWatcher.h"
+
+namespace zumra::settings {
+namespace {
+
+using std::chrono::milliseconds;
+
+#ifdef __SANITIZE_THREAD__
+constexpr int kRounds = 150;
+#else
+constexpr int kRounds = 500;
+#endif
+
+class WatcherConcurrencyTests : public EveryMode {
+protected:
+    ~WatcherConcurrencyTests() override { JoinAll(); }
+
+    template <class Function>
+    void Start(Function function) {
+        ++_running;
+        _threads.emplace_back([this, function] {
+            function();
+            --_running;
+        });
+    }
+    bool Running() const { return _running > 0; }
+    void JoinAll() {
+        for (auto& thread : _threads) {
+            thread.join();
+        }
+        _threads.clear();
+    }
+    core::IniFile All() const {
+        core::IniFile all;
+        _client.GetSettings("*", all);
+        return all;
+    }
+
+    /// Random changes; the groups "pair/1" and "pair/2" always change together.
+    void ChangeAtRandom(unsigned seed) {
+        std::mt19937 random(seed);
+        for (int i = 0; i < kRounds; ++i) {
+            const std::string group = "random/" + std::to_string(random() % 5);
+            const std::string value = std::to_string(random() % 100);
+            switch (random() % 6) {
+                case 0:
+                    _client.EraseGroups(random() % 10 == 0 ? "random/*" : group);
+                    break;
+                case 1:
+                    _client.OverwriteSettings(group, OneSetting(group, "y", value));
+                    break;
+                case 2:
+                    _client.EraseValue("[" + group + "]x");
+                    break;
+                case 3:
+                    _client.SetValue("[" + group + "]x", value);
+                    break;
+                default:
+                    core::IniFile pair = OneSetting("pair/1", "x", value);
+                    pair["pair/2"]["x"] = value;
+                    _client.MergeSettings(pair);
+            }
+        }
+    }
+
+    ZumraSettingsClient _client{GetParam()};
+
+private:
+    std::atomic<int> _running{0};
+    std::vector<std::thread> _threads;
+};
+
+ZUMRA_INSTANTIATE_IN_EVERY_MODE(WatcherConcurrencyTests);
+
+TEST_P(WatcherConcurrencyTests, ADocumentFollowsAStreamOfRandomChanges) {
+    core::IniFile document;
+    IniWatcher watcher(&_client, &document);
+    watcher.AddPattern("*");
+    watcher.Update();
+    Start([this] { ChangeAtRandom(1); });
+    Start([this] { ChangeAtRandom(2); });
+    for (int i = 0; Running(); ++i) {
+        if (watcher.WaitForChange(milliseconds(1))) {
+            ASSERT_TRUE(i % 2 == 0 ? watcher.Update() : watcher.TryUpdate());
+        }
+        ASSERT_EQ(document.GetValue("pair/1", "x"), document.GetValue("pair/2", "x")) << "half of a change";
+    }
+    JoinAll();
+    watcher.Update();
+    EXPECT_EQ(document, All());
+    EXPECT_FALSE(watcher.Update());
+}
+
+TEST_P(WatcherConcurrencyTests, VariablesFollowAStreamOfRandomChanges) {
+    int first = 0;
+    int second = 0;
+    std::string text;
+    SettingsWatcher watcher(&_client);
+    watcher.AddSetting("pair/1", "x", &first);
+    watcher.AddSetting("pair/2", "x", &second);
+    watcher.AddSetting("random/1", "x", &text, "none");
+    watcher.UpdateSettings();
+    Start([this] { ChangeAtRandom(3); });
+    Start([this] { ChangeAtRandom(4); });
+    for (int i = 0; Running(); ++i) {
+        if (watcher.WaitForChange(milliseconds(1))) {
+            static_cast<void>(i % 2 == 0 ? watcher.UpdateSettings() : watcher.TryUpdateSettings());
+        }
+        ASSERT_EQ(first, second) << "half of a change";
+    }
+    JoinAll();
+    watcher.UpdateSettings();
+    const core::IniFile all = All();
+    EXPECT_EQ(std::to_string(first), all.GetValue("pair/1", "x"));
+    const std::string* stored = all.FindValue("random/1", "x");
+    EXPECT_EQ(text, stored == nullptr ? "none" : *stored);
+    EXPECT_FALSE(watcher.UpdateSettings());
+}
+
+TEST_P(WatcherConcurrencyTests, OwnChangesHaveArrivedWhenTheCallReturns) {
+    for (int number = 0; number < 4; ++number) {
+        Start([this, number] {
+            const std::string group = "own/" + std::to_string(number);
+            core::IniFile document;
+            IniWatcher watcher(&_client, &document);
+            watcher.AddPattern("*");
+            watcher.Update();
+            for (int i = 0; i < kRounds; ++i) {
+                const std::string value = std::to_string(i);
+                _client.SetValue("[" + group + "]x", value);
+                const bool changed = i % 2 == 0 ? watcher.Update() : watcher.TryUpdate();
+                ASSERT_TRUE(changed) << i;
+                ASSERT_EQ(document.GetValue(group, "x"), value);
+            }
+        });
+    }
+}
+
+TEST_P(WatcherConcurrencyTests, ChangesOfOtherThreadsAreThereOnceTheirCallsReturned) {
+    core::IniFile document;
+    IniWatcher watcher(&_client, &document);
+    watcher.AddPattern("own/*");
+    watcher.Update();
+    for (int round = 0; round < kRounds / 5; ++round) {
+        const std::string value = std::to_string(round);
+        for (int number = 0; number < 3; ++number) {
+            const std::string locator = "[own/" + std::to_string(number) + "]x";
+            Start([this, locator, value] { _client.SetValue(locator, value); });
+        }
+        JoinAll();
+        ASSERT_TRUE(watcher.TryUpdate());
+        ASSERT_EQ(document, All());
+    }
+}
+
+TEST_P(WatcherConcurrencyTests, WatchersComeAndGoWhileChangesArrive) {
+    Start([this] { ChangeAtRandom(5); });
+    Start([this] { ChangeAtRandom(6); });
+    do {
+        core::IniFile document;
+        IniWatcher watcher(&_client, &document);
+        watcher.AddPattern("random/*");
+        std::string text;
+        auto variables = std::make_unique<SettingsWatcher>(&_client);
+        variables->AddSetting("pair/1", "x", &text);
+        ASSERT_TRUE(watcher.Update());
+        ASSERT_TRUE(variables->UpdateSettings());
+        watcher.AddPattern("pair/*");
+        variables.reset();
+        ASSERT_TRUE(watcher.TryUpdate());
+        ASSERT_EQ(document.GetValue("pair/1", "x"), document.GetValue("pair/2", "x"));
+    } while (Running());
+}
+
+TEST_P(WatcherConcurrencyTests, OneWatcherMayBeUsedByManyThreads) {
+    core::IniFile document;
+    IniWatcher watcher(&_client, &document);
+    Start([this] { ChangeAtRandom(7); });
+    Start([&] {
+        for (int i = 0; i < 5; ++i) {
+            watcher.AddPattern("random/" + std::to_string(i));
+        }
+        watcher.AddPattern("pair/*");
+    });
+    for (int thread = 0; thread < 2; ++thread) {
+        Start([&] {
+            for (int i = 0; i < kRounds; ++i) {
+                watcher.Update();
+            }
+        });
+    }
+    JoinAll();
+    watcher.Update();
+    EXPECT_EQ(document, All());
+}
+
+TEST_P(WatcherConcurrencyTests, AChangeEndsTheWaitOfAnotherThread) {
+    core::IniFile document;
+    IniWatcher documents(&_client, &document);
+    documents.AddPattern("a");
+    documents.Update();
+    int number = 0;
+    SettingsWatcher variables(&_client);
+    variables.AddSetting("a", "x", &number);
+    variables.UpdateSettings();
+    auto first = std::async(std::launch::async, [&] { return documents.WaitForChange(kLongEnough); });
+    auto second = std::async(std::launch::async, [&] {
+        pollfd entry{variables.FileDescriptor(), POLLIN, 0};
+        return ::poll(&entry, 1, static_cast<int>(kLongEnough.count()));
+    });
+    _client.SetValue("[a]x", "1");
+    EXPECT_TRUE(first.get());
+    EXPECT_EQ(second.get(), 1);
+    EXPECT_TRUE(documents.TryUpdate());
+    EXPECT_TRUE(variables.TryUpdateSettings());
+    EXPECT_EQ(number, 1);
+}
+
+/// Does with the watchers what a program's callback might.
+class UsingCallback final : public IChangeCallback {
+public:
+    UsingCallback(IniWatcher& documents, SettingsWatcher& variables)
+        : _documents(documents), _variables(variables) {}
+
+    void SettingsChanged(const std::set<std::string>& /*changedGroups*/,
+                         const core::IniFile& /*data*/) override {
+        _documents.Update();
+        _documents.TryUpdate();
+        _variables.UpdateSettings();
+        _documents.AddPattern("later" + std::to_string(++calls % 3));
+    }
+
+    std::atomic<int> calls{0};
+
+private:
+    IniWatcher& _documents;
+    SettingsWatcher& _variables;
+};
+
+TEST_P(WatcherConcurrencyTests, ACallbackMayUseTheWatchers) {
+    core::IniFile document;
+    IniWatcher documents(&_client, &document);
+    documents.AddPattern("random/*");
+    int number = 0;
+    SettingsWatcher variables(&_client);
+    variables.AddSetting("pair/1", "x", &number);
+    UsingCallback callback(documents, variables);
+    _client.Subscribe(&callback, "*");
+    Start([this] { ChangeAtRandom(8); });
+    while (Running()) {
+        documents.Update();
+        variables.UpdateSettings();
+    }
+    JoinAll();
+    _client.UnSubscribe(&callback);
+    EXPECT_GT(callback.calls, 0);
+    documents.AddPattern("*");
+    documents.Update();
+    variables.UpdateSettings();
+    EXPECT_EQ(document, All());
+    EXPECT_EQ(std::to_string(number), document.GetValue("pair/1", "x"));
+}
+
+}  // namespace
+}  // namespace zumra::settings
