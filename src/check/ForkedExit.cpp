@@ -6,6 +6,8 @@
 #include <atomic>
 #include <new>
 
+// The names are Check's and the linker's.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 /// Check's own channel from a forked check to the runner, which outlives the check's process.
 void send_failure_info(const char* message);
@@ -13,6 +15,7 @@ pid_t __real_waitpid(pid_t process, int* status, int options);
 /// The linker gives this to Check in place of `waitpid`.
 pid_t __wrap_waitpid(pid_t process, int* status, int options);
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace zumra::check {
 

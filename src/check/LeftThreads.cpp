@@ -1,11 +1,9 @@
 #include "check/LeftThreads.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <memory>
+#include <filesystem>
 #include <thread>
 
 namespace zumra::check {
@@ -19,11 +17,11 @@ constexpr std::chrono::seconds kGrace{1};
 
 /// The ids of this process's threads, ascending; none where /proc cannot be read.
 std::vector<long> RunningThreads() {
-    const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir("/proc/self/task"), closedir);
     std::vector<long> ids;
-    while (const dirent* entry = tasks ? readdir(tasks.get()) : nullptr)
-        if (entry->d_name[0] != '.')
-            ids.push_back(std::atol(entry->d_name));
+    std::error_code error;
+    std::filesystem::directory_iterator task("/proc/self/task", error);
+    for (; !error && task != std::filesystem::directory_iterator(); task.increment(error))
+        ids.push_back(std::atol(task->path().filename().c_str()));
     std::sort(ids.begin(), ids.end());
     return ids;
 }

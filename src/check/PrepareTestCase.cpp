@@ -19,7 +19,7 @@ void PrepareTestCase() {
     sigemptyset(&needed);
     for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGALRM})
         sigaddset(&needed, number);
-    sigprocmask(SIG_UNBLOCK, &needed, nullptr);
+    pthread_sigmask(SIG_UNBLOCK, &needed, nullptr);
     PrepareForkedExit();
 }
 

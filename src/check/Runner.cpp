@@ -38,7 +38,7 @@ void IgnoreEnvironment() {
     for (const char* name :
          {"CK_RUN_SUITE", "CK_RUN_CASE", "CK_INCLUDE_TAGS", "CK_EXCLUDE_TAGS", "CK_LOG_FILE_NAME",
           "CK_XML_LOG_FILE_NAME", "CK_TAP_LOG_FILE_NAME", "CK_MAX_MSG_SIZE"})
-        unsetenv(name);
+        unsetenv(name);  // NOLINT(concurrency-mt-unsafe): before there are threads
 }
 
 CommandLine Read(int argc, char** argv) {

@@ -69,7 +69,7 @@ struct sigaction Action(void (*handler)(int)) {
 }
 
 double Variable(const char* name, double otherwise) {
-    const char* const text = std::getenv(name);
+    const char* const text = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody writes it in a run
     if (text == nullptr)
         return otherwise;
     char* end = nullptr;

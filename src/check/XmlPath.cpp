@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include "check/CommandLine.h"
 
@@ -21,7 +21,8 @@ void RequireWritable(const std::string& path) {
             unlink(path.c_str());
     }
     if (file < 0)
-        throw CommandLineError("cannot write the XML log '" + path + "': " + std::strerror(errno));
+        throw CommandLineError("cannot write the XML log '" + path +
+                               "': " + std::generic_category().message(errno));
     close(file);
 }
 

@@ -18,6 +18,9 @@
 
 #include "zumra/Export.h"
 
+// The names are given.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming,modernize-redundant-void-arg)
+
 #ifdef __cplusplus
 // Check's deprecated forms, whose names no header of the C++ library survives.
 #undef fail
@@ -72,3 +75,5 @@ ZUMRA_EXPORT void __zu_check_destroy_cfg(zu_check_cfg* cfg);
 #ifdef __cplusplus
 }
 #endif
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming,modernize-redundant-void-arg)
