@@ -56,6 +56,10 @@ public:
         ++_count;
         _changed.NotifyAll();
     }
+    int Count() {
+        osa::MutexLock lock(_mutex);
+        return _count;
+    }
     void Await(int count) {
         osa::MutexLock lock(_mutex);
         while (_count < count) {
@@ -176,8 +180,9 @@ TEST_F(SessionWaitTests, MayBeDestroyedWhileItWaits) {
     EXPECT_TRUE(_session->Waiting());
     _session.reset();
     _persister.Open();
-    _manager->Flush();
+    _manager.reset();
     EXPECT_EQ(_persister.Saved(), "[a]\nx = 1\n\n");
+    EXPECT_EQ(_wakes.Count(), 0) << "its driver may be gone as well";
 }
 
 TEST_F(SessionWaitTests, OneConnectionsWaitIsNotAnothers) {

@@ -100,6 +100,7 @@ bool DocumentCollector::Collect(LineBuffer& in) {
 void DocumentCollector::Skip() noexcept {
     _skipping = true;
     (void)_ini.Take();
+    // Within a PHP array and right behind it, only reading on tells where it ends.
     if (_stage == Stage::kPhpArray || _stage == Stage::kPhpLineEnd) {
         _lost = true;
     }
@@ -154,13 +155,10 @@ void DocumentCollector::AddIniLine(const LineBuffer::Line& line) {
 }
 
 void DocumentCollector::CollectPhpArray(LineBuffer& in) {
-    // What goes wrong from here to the line end leaves the place unknown.
-    _lost = true;
     in.Consume(_phpArray->Feed(in.Bytes()));
     if (_phpArray->Done()) {
         _stage = Stage::kPhpLineEnd;
     }
-    _lost = false;
 }
 
 bool DocumentCollector::CollectPhpLineEnd(LineBuffer& in) {
@@ -171,7 +169,6 @@ bool DocumentCollector::CollectPhpLineEnd(LineBuffer& in) {
         return _last && in.Finished();
     }
     if (bytes.front() != '\n') {
-        _lost = true;
         throw osa::Exception("expected a line end after the phparray document but got: '" +
                              core::Printable(bytes.substr(0, 1)) + "'");
     }

@@ -15,8 +15,8 @@ namespace zumra::settings::server {
 struct SessionLimits;
 
 // Both collectors take their argument from the input as it arrives. When what they read is malformed or over
-// a limit they throw `zumra::osa::Exception`; called again (or after `Skip`) they look for the argument's end
-// without keeping anything.
+// a limit they throw `zumra::osa::Exception`. After `Skip`, which must follow, they look for the argument's
+// end without keeping anything.
 
 /// Reads one list.
 class ListCollector {
