@@ -5,9 +5,9 @@
 #include <iterator>
 #include <utility>
 
-#include "settings/common/LineCodec.h"
 #include "settings/server/Session.h"
 #include "settings/server/SessionArguments.h"
+#include "settings/server/SessionNotificationText.h"
 #include "settings/server/SessionOutput.h"
 #include "zumra/osa/Exception.h"
 #include "zumra/settings/server/SettingsManager.h"
@@ -84,14 +84,14 @@ void SessionNotifier::OnChange(const std::shared_ptr<const common::Change>& chan
                                const common::CoveredNames& covered) {
     try {
         if (_who == nullptr) {
-            _output.Notify(change->revision, Render(*change, covered));
+            Notify(change, covered);
             return;
         }
         common::CoveredNames readable;
         std::ranges::copy_if(covered, std::back_inserter(readable),
                              [this](const std::string* name) { return _manager.MayRead(*name, _who); });
         if (!readable.empty()) {
-            _output.Notify(change->revision, Render(*change, readable));
+            Notify(change, readable);
         }
     } catch (const std::exception&) {
         // The connection must not go on as if nothing had changed.
@@ -99,24 +99,9 @@ void SessionNotifier::OnChange(const std::shared_ptr<const common::Change>& chan
     }
 }
 
-std::string SessionNotifier::Render(const common::Change& change, const common::CoveredNames& names) const {
-    std::string text = "async change\n";
-    std::size_t left = 0;
-    for (const std::string* name : names) {
-        common::LineCodec::AppendEncoded(text, *name);
-        text += '\n';
-        left += change.groups.find(*name)->second ? 1 : 0;
-    }
-    text += ".\n";
-    GroupsWriter writer(CurrentFormat(), left, text);
-    for (const std::string* name : names) {
-        if (const common::SharedGroup& group = change.groups.find(*name)->second) {
-            writer.Add(*name, *group);
-        }
-    }
-    writer.End();
-    text += ".\n";
-    return text;
+void SessionNotifier::Notify(const std::shared_ptr<const common::Change>& change,
+                             const common::CoveredNames& names) {
+    _output.Notify(change->revision, NotificationText(change, names, CurrentFormat()));
 }
 
 common::GroupNameMatcher SessionNotifier::Fresh(const common::GroupNameMatcher& groups) const {

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
-#include <string>
 
 #include "settings/common/ChangeRouter.h"
 #include "settings/server/SessionFormat.h"
@@ -46,7 +45,7 @@ public:
                   const common::CoveredNames& covered) override;
 
 private:
-    [[nodiscard]] std::string Render(const common::Change& change, const common::CoveredNames& names) const;
+    void Notify(const std::shared_ptr<const common::Change>& change, const common::CoveredNames& names);
     [[nodiscard]] common::GroupNameMatcher Fresh(const common::GroupNameMatcher& groups) const
         ZUMRA_REQUIRES(_mutex);
     void CheckLimits(const common::GroupNameMatcher& fresh) const ZUMRA_REQUIRES(_mutex);
