@@ -9,6 +9,7 @@ const zu_check_suite __zu_check_suites[] = {
     SUITE(EqualityTests),
     SUITE(ExceptionTests),
     SUITE(TextTests),
+    SUITE(ModeTests),
     SUITE(UnwindingTests),
     SUITE(LeftThreadTests),
     SUITE(TerminateTests),

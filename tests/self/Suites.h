@@ -10,6 +10,7 @@ Suite* FormTests();
 Suite* EqualityTests();
 Suite* ExceptionTests();
 Suite* TextTests();
+Suite* ModeTests();
 Suite* UnwindingTests();
 Suite* LeftThreadTests();
 Suite* TerminateTests();

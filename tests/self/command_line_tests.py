@@ -13,12 +13,24 @@ import xml.etree.ElementTree
 PROGRAM = sys.argv[1:]
 NAME = os.path.basename(PROGRAM[-1])
 
-# The order in which suites run, whatever the order in which they are named.
-ORDER = ["CommandTests", "IniWatcherTests", "ZumraSettingsClientImplLocalTests",
-         "ZumraSettingsClientImplMultiThreadedTests", "ZumraSettingsClientTests", "ResourceManagerTests",
-         "ResourceReserverTests", "SettingsWatcherTests", "SubscribeTests", "TestAndMergeTests",
-         "CallbackDispatcherTests", "ClientHandlerTests", "GroupNameMatcherTests", "LoadPriorityIncludeFilterTests",
-         "PhpArraySettingsSerializerTests"]
+# The suites in the order in which they run, whatever the order in which they are named, and the checks of their cases.
+SUITES = {
+    "CommandTests": {"TestAndMerge": 1},
+    "IniWatcherTests": {"all": 16},
+    "ZumraSettingsClientImplLocalTests": {"all": 12},
+    "ZumraSettingsClientImplMultiThreadedTests": {"all": 1},
+    "ZumraSettingsClientTests": {"all": 6},
+    "ResourceManagerTests": {"get": 15},
+    "ResourceReserverTests": {"get": 21, "reserve": 9, "longer": 3},
+    "SettingsWatcherTests": {"all": 14},
+    "SubscribeTests": {"all": 6},
+    "TestAndMergeTests": {"all": 6},
+    "CallbackDispatcherTests": {"all": 5},
+    "ClientHandlerTests": {"all": 10},
+    "GroupNameMatcherTests": {"all": 4},
+    "LoadPriorityIncludeFilterTests": {"all": 3},
+    "PhpArraySettingsSerializerTests": {"all": 7},
+}
 MATCHER = ["gnm_match_ini_file", "gnm_get_names_and_patterns", "gnm_serialize_ini_names", "gnm_serialize_ini_patterns"]
 
 
@@ -68,9 +80,18 @@ class CommandLine(unittest.TestCase):
         self.assertRegex(self.assert_answered("-V"), rf"^{NAME} \d+\.\d+\.\d+ \(Check 0\.\d+\.\d+\)\n$")
 
     def test_list_shows_suites_in_their_order(self):
-        suites = self.assert_answered("--list").splitlines()
-        self.assertEqual(suites, [suite for suite in ORDER if suite in suites])
-        self.assertEqual(self.assert_answered("-l", "GroupNameMatcherTests"), "GroupNameMatcherTests\n")
+        self.assertEqual(self.assert_answered("--list").splitlines(), list(SUITES))
+        self.assertEqual(self.assert_answered("-l", "SubscribeTests", "CommandTests"), "CommandTests\nSubscribeTests\n")
+
+    def test_every_suite_has_its_cases_and_checks(self):
+        counts = {}
+        for line in self.assert_answered("-l", "-v").splitlines():
+            suite, case, _ = line.split("/")
+            cases = counts.setdefault(suite, {})
+            cases[case] = cases.get(case, 0) + 1
+        self.assertEqual([(suite, list(cases.items())) for suite, cases in counts.items()],
+                         [(suite, list(cases.items())) for suite, cases in SUITES.items()])
+        self.assertEqual(sum(sum(cases.values()) for cases in counts.values()), 139)
 
     def test_verbose_list_shows_every_check_that_runs(self):
         listed = self.assert_answered("-l", "-v").splitlines()

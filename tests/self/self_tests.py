@@ -74,6 +74,18 @@ SAME_IN_BOTH_MODES = {
         ("nul_is_shown", "F", "a\\0b"),
         ("markup_is_text", "F", "<message attribute=\"a\">&amp;]]></message>"),
     ]},
+    "ModeTests": {"all": [
+        ("three_modes_pass__kLocal", "P", "Passed"),
+        ("three_modes_pass__kLocalSingleThreadedPipe", "P", "Passed"),
+        ("three_modes_pass__kLocalMultiThreadedPipe", "P", "Passed"),
+        ("three_modes_fail__kLocal", "F", "Assertion 'client.GetValue(\"[group]name\") == \"value\"' failed"),
+        ("three_modes_fail__kLocalSingleThreadedPipe", "F",
+         "Assertion 'client.GetValue(\"[group]name\") == \"value\"' failed"),
+        ("three_modes_fail__kLocalMultiThreadedPipe", "F",
+         "Assertion 'client.GetValue(\"[group]name\") == \"value\"' failed"),
+        ("two_modes_throw__kLocal", "F", "Failed to parse 'no locator' as a SettingLocator"),
+        ("two_modes_throw__kLocalMultiThreadedPipe", "F", "Failed to parse 'no locator' as a SettingLocator"),
+    ]},
     "UnwindingTests": {"all": [
         ("failing_check_destroys_what_it_owns", "F", "failed while owning"),
         ("throwing_check_destroys_what_it_owns", "F", "threw while owning"),
