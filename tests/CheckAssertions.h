@@ -9,8 +9,9 @@
 ///     fail(message)                        the message, as it stands
 ///     check_equal("abc", text)             "expected: abc but got: <text>"
 ///     check_equal(3, number)               "expected: 3 but got: <number>"
-///     expect_exception(statement, "why")   the statement throws zumra::osa::Exception with this text ("":
-///     any) mark_point()                         a crash or time-out is reported as "after this point"
+///     expect_exception(statement, "why")   the statement throws zumra::osa::Exception: why
+///     expect_exception(statement, "")      the statement throws zumra::osa::Exception
+///     mark_point()                         a crash or time-out is reported as "after this point"
 ///
 /// The C++ library's headers do not survive a macro named `fail`: include this one (or CheckFrame.h) last.
 

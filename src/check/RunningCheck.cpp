@@ -21,6 +21,7 @@ namespace {
 const pid_t runnerProcess = getpid();
 
 std::atomic<bool> isRunning{false};
+std::terminate_handler previousTerminate = nullptr;
 const char* definitionFile = "";
 int definitionLine = 0;
 /// "FILE:LINE" of the definition, and what follows the kind of result in Check's report.
@@ -38,7 +39,7 @@ void SetNames(const char* file, int line) {
 void OnTerminate() {
     if (isRunning && firstFailure.IsSet())
         RunningCheck::End();
-    std::abort();
+    previousTerminate();
 }
 
 void EndByExit(const std::string& call) {
@@ -94,13 +95,13 @@ RunningCheck::RunningCheck(const char* file, int line) {
     SetNames(file, line);
     WatchExits();
     NoteForkedCheckBegins();
-    _previousTerminate = std::set_terminate(OnTerminate);
+    previousTerminate = std::set_terminate(OnTerminate);
     isRunning = true;
 }
 
 RunningCheck::~RunningCheck() {
     isRunning = false;
-    std::set_terminate(_previousTerminate);
+    std::set_terminate(previousTerminate);
     NoteForkedCheckEnds();
 }
 

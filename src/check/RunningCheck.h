@@ -26,9 +26,6 @@ public:
     /// Writes to standard error that the check ended with `text`, in the form of Check's report, and the
     /// first failure if one was noted: "FILE:LINE:E:CASE:NAME:0: <text>". May be called in a signal handler.
     static void WriteEnd(const char* text) noexcept;
-
-private:
-    void (*_previousTerminate)();
 };
 
 /// True in the process of a forked check.

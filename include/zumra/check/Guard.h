@@ -9,7 +9,19 @@ namespace zumra::check {
 /// must outlive the call. Reported is the first of these, with the text in quotes:
 ///   - a failure made with `FailOnLine`, on whatever thread, at its own place;
 ///   - an escaping exception derived from `std::exception`: its `what()`, at the check's place;
-///   - any other escaping exception: "unknown exception occurred", at the check's place.
+///   - any other escaping exception: "unknown exception occurred", at the check's place;
+///   - the end of the program in the middle of the body: "the check ended the program with exit(<status>)",
+///   or
+///     "... with quick_exit", or "the check ended its process with _exit(0)";
+///   - threads that the body started and that still run a second after its end: "the check left <n> running
+///   thread(s)
+///     behind".
+///
+/// A check that Check did not fork has no process of its own to be ended: what would end it ends the run,
+/// with a line on standard error in the form of Check's report. That is so for a crash, for running out of
+/// the time that Check allows a forked check (status 1), for `exit` (status 1), and for a failure where no
+/// exception may pass: in a `noexcept` function, or on a thread that does not catch it (status 1). An `_exit`
+/// there goes unnoticed.
 ///
 /// Does not return after a failure: Check ends the check's process, or jumps back to its runner when it does
 /// not fork. The caller must therefore own nothing that has a destructor.
