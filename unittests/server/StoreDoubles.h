@@ -9,6 +9,7 @@
 #include "zumra/osa/Exception.h"
 #include "zumra/osa/Mutex.h"
 #include "zumra/settings/IChangeCallback.h"
+#include "zumra/settings/server/IRestrictedSettingsLoader.h"
 #include "zumra/settings/server/ISettingsPersister.h"
 #include "zumra/settings/server/SettingsCombiner.h"
 
@@ -53,6 +54,13 @@ public:
     int saves = 0;
     std::string failure;  ///< not empty: saving fails with this
     int failuresLeft = 0;
+};
+
+class FixedRestrictions : public IRestrictedSettingsLoader {
+public:
+    RestrictedGroups LoadRestrictedGroups() override { return groups; }
+
+    RestrictedGroups groups;
 };
 
 /// A persister whose saves wait until the test lets them go on.
