@@ -94,6 +94,10 @@ std::optional<std::string> SettingsManager::GetValue(std::string_view group, std
 }
 
 std::uint64_t SettingsManager::MergeSettings(const core::IniFile& settings, const Identity* who) {
+    if (settings.size() == 1 && settings.begin()->second.size() == 1) {
+        const auto& [group, values] = *settings.begin();
+        return SetValue(group, values.begin()->first, values.begin()->second, who);  // the short way
+    }
     return _state->Commit(
         who, [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
 }
