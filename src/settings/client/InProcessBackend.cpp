@@ -1,5 +1,6 @@
 #include "settings/client/InProcessBackend.h"
 
+#include <atomic>
 #include <map>
 #include <utility>
 
@@ -90,6 +91,7 @@ private:
         std::unique_ptr<FollowerRelay> relay;
         Matcher groups;
     };
+    void SettleFollowers();
     void StopRelay(Followed& followed) ZUMRA_REQUIRES(_followMutex);
     /// Followers know of a change when the call that made it returns, also when another thread is at that
     /// moment telling them of an earlier one.
@@ -105,6 +107,8 @@ private:
     /// Held while followers, which are the library's own and quick, are told what there is.
     osa::Mutex _followMutex{"local followers"};
     std::map<IFollower*, Followed> _followers ZUMRA_GUARDED_BY(_followMutex);
+    /// Whether there is any, so that a program without watchers pays nothing for them.
+    std::atomic<bool> _haveFollowers{false};
 };
 
 InProcessBackend::~InProcessBackend() {
@@ -165,9 +169,24 @@ void InProcessBackend::StopRelay(Followed& followed) {
     }
 }
 
+/// A change may still be on its way to a follower on the thread of another change, which the follower is told
+/// of at this moment; the caller relies on his watchers knowing of his own.
+void InProcessBackend::SettleFollowers() {
+    if (!_haveFollowers) {
+        return;
+    }
+    osa::MutexLock lock(_followMutex);
+    for (const auto& [follower, followed] : _followers) {
+        if (followed.relay) {
+            _manager.Settle(followed.relay.get());
+        }
+    }
+}
+
 void InProcessBackend::Follow(IFollower* follower, const Matcher& groups) {
     osa::MutexLock lock(_followMutex);
     Followed& followed = _followers[follower];
+    _haveFollowers = true;
     followed.groups.Add(groups);
     // A new relay each time: what the old one still had to tell is in the new snapshot.
     StopRelay(followed);
@@ -183,6 +202,7 @@ void InProcessBackend::Unfollow(IFollower* follower) {
     if (found != _followers.end()) {
         StopRelay(found->second);
         _followers.erase(found);
+        _haveFollowers = !_followers.empty();
     }
 }
 

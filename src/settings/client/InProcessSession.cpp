@@ -45,17 +45,21 @@ bool InProcessSession::WantsInput() const {
     return !_inputEnded && !_session->Waiting();
 }
 
+bool InProcessSession::WantsToSend() const {
+    return !_unsent.empty() || _session->HasOutput();
+}
+
 bool InProcessSession::Serve() {
     if (Ended()) {
         return false;
     }
     _session->Resume();
-    bool any = WantsInput() && Receive();
-    any = Send() || any;
-    if (_session->Ended() && _unsent.empty() && !_session->HasOutput()) {
-        _socket.Close();
+    const bool received = WantsInput() && Receive();
+    const bool sent = Send();
+    if (_session->Ended() && !WantsToSend()) {
+        Close();
     }
-    return any;
+    return received || sent;
 }
 
 bool InProcessSession::Receive() {
@@ -72,35 +76,27 @@ bool InProcessSession::Receive() {
     return true;
 }
 
+/// Once, so that a flood of notifications does not keep requests waiting.
 bool InProcessSession::Send() {
-    bool any = false;
-    for (;;) {
-        if (_unsent.empty()) {
-            _session->Resume();
-            if (!_session->HasOutput()) {
-                return any;
-            }
-            _output = _session->TakeOutput();
-            _unsent = _output;
+    if (_unsent.empty()) {
+        _session->Resume();
+        if (!_session->HasOutput()) {
+            return false;
         }
-        if (!SendUnsent()) {
-            return any;
-        }
-        any = true;
+        _output = _session->TakeOutput();
+        _unsent = _output;
     }
-}
-
-bool InProcessSession::SendUnsent() {
     const ssize_t sent = ::send(_socket.Get(), _unsent.data(), _unsent.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0) {
         _unsent.remove_prefix(static_cast<std::size_t>(sent));
         return true;
     }
-    if (!WouldBlock(errno)) {
-        // Nobody will read it any more.
-        _unsent = {};
+    if (WouldBlock(errno)) {
+        return false;
     }
-    return false;
+    // Nobody will read it any more.
+    Close();
+    return true;
 }
 
 }  // namespace zumra::settings::client

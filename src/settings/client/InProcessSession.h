@@ -37,13 +37,12 @@ public:
     [[nodiscard]] bool Waiting() const;
     /// False while input should be left where it is.
     [[nodiscard]] bool WantsInput() const;
-    /// True while there is output that the socket did not take.
-    [[nodiscard]] bool WantsToSend() const noexcept { return !_unsent.empty(); }
+    /// True while there is output that the socket has not taken.
+    [[nodiscard]] bool WantsToSend() const;
 
 private:
     bool Receive();
     bool Send();
-    bool SendUnsent();
 
     const std::shared_ptr<InProcessStore> _store;
     FileDescriptor _socket;

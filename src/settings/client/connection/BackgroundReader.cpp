@@ -8,6 +8,14 @@ namespace zumra::settings::client {
 
 namespace {
 
+FileDescriptor MakeEpoll() {
+    FileDescriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+    if (epoll.Get() < 0) {
+        throw osa::Exception(SystemErrorText("cannot make an epoll descriptor", errno));
+    }
+    return epoll;
+}
+
 void AddTo(const FileDescriptor& epoll, int fd, unsigned events) {
     epoll_event event{};
     event.events = events;
@@ -19,11 +27,7 @@ void AddTo(const FileDescriptor& epoll, int fd, unsigned events) {
 
 }  // namespace
 
-BackgroundReader::BackgroundReader(Connection& connection)
-    : _connection(connection), _epoll(::epoll_create1(EPOLL_CLOEXEC)) {
-    if (_epoll.Get() < 0) {
-        throw osa::Exception(SystemErrorText("cannot make an epoll descriptor", errno));
-    }
+BackgroundReader::BackgroundReader(Connection& connection) : _connection(connection), _epoll(MakeEpoll()) {
     AddTo(_epoll, _wake.Descriptor(), EPOLLIN);
     AddTo(_epoll, _connection.Stream().Descriptor(), EPOLLONESHOT);
     _thread = JoiningThread([this] { Run(); });

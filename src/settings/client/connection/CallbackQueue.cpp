@@ -1,30 +1,39 @@
 #include "settings/client/connection/CallbackQueue.h"
 
+#include <stdexcept>
 #include <string>
 #include <utility>
-
-#include "zumra/osa/Exception.h"
 
 namespace zumra::settings::client {
 
 void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes) {
     osa::MutexLock lock(_mutex);
     if (_bytes + bytes > _limit) {
-        throw osa::Exception("callbacks are too slow: over " + std::to_string(_limit) +
-                             " bytes of changes wait for them");
+        throw std::length_error("callbacks are too slow: over " + std::to_string(_limit) +
+                                " bytes of changes wait for them");
     }
-    _items.push_back({std::move(deliveries), bytes});
+    _items.push_back({std::move(deliveries), bytes, nullptr});
     _bytes += bytes;
     _changed.NotifyOne();
 }
 
+void CallbackQueue::Bury(std::shared_ptr<const void> removed) {
+    osa::MutexLock lock(_mutex);
+    _items.push_back({{}, 0, std::move(removed)});
+    _changed.NotifyOne();
+}
+
 void CallbackQueue::DeliverFirst() {
-    const Item item = std::move(_items.front());
-    _items.pop_front();
-    _mutex.Unlock();
-    common::ChangeRouter::Deliver(item.deliveries);
+    {
+        Item item = std::move(_items.front());
+        _items.pop_front();
+        _bytes -= item.bytes;
+        // Under the lock, so that threads that deliver at the same time post in order.
+        common::ChangeRouter::Post(item.deliveries);
+        _mutex.Unlock();
+        common::ChangeRouter::Deliver(item.deliveries);
+    }
     _mutex.Lock();
-    _bytes -= item.bytes;
 }
 
 void CallbackQueue::DeliverAll() {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 
 #include "settings/common/ChangeRouter.h"
 #include "zumra/osa/Mutex.h"
@@ -17,8 +18,13 @@ public:
     /// `limit` bounds the text of the changes that wait, in bytes.
     explicit CallbackQueue(std::size_t limit) : _limit(limit) {}
 
-    /// Throws `zumra::osa::Exception` "callbacks are too slow: over <limit> bytes of changes wait for them".
+    /// Throws `std::length_error` "callbacks are too slow: over <limit> bytes of changes wait for them".
+    /// `deliveries` are prepared and not posted: posting them here, one change at a time, is what keeps the
+    /// order of the changes also between callbacks.
     void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes);
+    /// Keeps what was removed from the router until no delivery pushed before can mean it: a new listener at
+    /// the same address would be taken for it.
+    void Bury(std::shared_ptr<const void> removed);
     /// Delivers what waits, and what comes meanwhile.
     void DeliverAll();
 
@@ -30,6 +36,7 @@ private:
     struct Item {
         common::ChangeRouter::Deliveries deliveries;
         std::size_t bytes;
+        std::shared_ptr<const void> buried;
     };
     void DeliverFirst() ZUMRA_REQUIRES(_mutex);
 

@@ -116,6 +116,7 @@ void Subscriptions::Remove(Connection& connection, const void* key) {
         std::swap(wanted, registration->wanted);
     }
     registration->Remove();
+    _queue.Bury(std::move(registration));
     Drop(connection, wanted);
 }
 
@@ -143,7 +144,7 @@ void Subscriptions::Drop(Connection& connection, const Matcher& entries) {
 
 void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
     common::ChangeRouter::Deliver(_followerRouter.Queue(change));
-    auto deliveries = _callbackRouter.Queue(change);
+    auto deliveries = _callbackRouter.Prepare(change);
     if (!deliveries.empty()) {
         _queue.Push(std::move(deliveries), bytes);
     }

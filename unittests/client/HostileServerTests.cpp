@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <string>
+#include <thread>
+
+#include "client/Callbacks.h"
+#include "client/Exchanges.h"
+#include "settings/client/connection/ConnectionBackend.h"
+#include "settings/client/connection/SocketStream.h"
+#include "support/Hostile.h"
+#include "zumra/osa/Exception.h"
+
+namespace zumra::settings::client {
+namespace {
+
+using test::Recorder;
+
+/// The other end of a client with threads of its own, played by the test.
+class PlayedServer {
+public:
+    explicit PlayedServer(ConnectionOptions options = {}) : PlayedServer(MakeSocketPair(false), options) {}
+
+    [[nodiscard]] ZumraSettingsClient& Client() { return *_client; }
+
+    void Say(const std::string& text) {
+        for (std::size_t sent = 0; sent < text.size();) {
+            const ssize_t count = ::send(_socket.Get(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+            ASSERT_GT(count, 0);
+            sent += static_cast<std::size_t>(count);
+        }
+    }
+    /// Reads up to and including this line of a request.
+    void AwaitLine(const std::string& line) {
+        while (_received.find(line + "\n") == std::string::npos) {
+            char buffer[4096];
+            const ssize_t count = ::recv(_socket.Get(), buffer, sizeof buffer, 0);
+            ASSERT_GT(count, 0);
+            _received.append(buffer, static_cast<std::size_t>(count));
+        }
+        _received.erase(0, _received.find(line + "\n") + line.size() + 1);
+    }
+    void Subscribe(Recorder& callback) {
+        std::thread server([this] {
+            AwaitLine("sync");
+            Say("synced\n");
+        });
+        _client->Subscribe(&callback, "a");
+        server.join();
+    }
+    void Close() { _socket.Close(); }
+    void EndClient() { _client.reset(); }
+
+private:
+    PlayedServer(SocketPair sockets, const ConnectionOptions& options)
+        : _socket(std::move(sockets.server)),
+          _client(std::make_unique<ZumraSettingsClient>(
+              MakeConnectionBackend(std::make_unique<SocketStream>(std::move(sockets.client)), options))) {}
+
+    FileDescriptor _socket;
+    std::string _received;
+    std::unique_ptr<ZumraSettingsClient> _client;
+};
+
+const std::string kNotification = "async change\na\n.\n[a]\nx = 1\n\n.\n";
+
+std::string Thrown(ZumraSettingsClient& client) {
+    try {
+        client.Sync();
+    } catch (const osa::Exception& e) {
+        return e.what();
+    }
+    return "nothing was thrown";
+}
+
+TEST(HostileServerTests, ServerThatClosesWithinANotification) {
+    for (std::size_t size = 0; size < kNotification.size(); ++size) {
+        Recorder callback;
+        PlayedServer server;
+        server.Subscribe(callback);
+        server.Say(kNotification.substr(0, size));
+        server.Close();
+        EXPECT_EQ(Thrown(server.Client()).substr(0, 15), "connection lost") << size;
+        EXPECT_NO_THROW(server.Client().UnSubscribe(&callback));
+        EXPECT_EQ(callback.Count(), 0U);
+    }
+}
+
+TEST(HostileServerTests, ServerThatStallsWithinANotificationDoesNotStallTheEnd) {
+    for (std::size_t size = 0; size <= kNotification.size(); ++size) {
+        Recorder callback;
+        PlayedServer server;
+        server.Subscribe(callback);
+        server.Say(kNotification.substr(0, size));
+        server.EndClient();
+    }
+}
+
+TEST(HostileServerTests, GarbledNotificationsDoNoHarm) {
+    for (std::size_t at = 0; at < kNotification.size(); ++at) {
+        for (const char byte : test::kHostileBytes) {
+            Recorder callback;
+            PlayedServer server;
+            server.Subscribe(callback);
+            std::string garbled = kNotification;
+            garbled[at] = byte;
+            server.Say(garbled);
+            server.Close();
+            EXPECT_NE(Thrown(server.Client()), "nothing was thrown");
+        }
+    }
+}
+
+TEST(HostileServerTests, NonsenseBetweenRepliesEndsTheConnection) {
+    Recorder callback;
+    PlayedServer server;
+    server.Subscribe(callback);
+    server.Say("nonsense\n");
+    // Who finds it: the reader in the background, or the call that comes before it.
+    const std::string error = Thrown(server.Client());
+    EXPECT_TRUE(error == "protocol error: expected 'async change' but got 'nonsense'" ||
+                error == "protocol error: expected 'synced' but got 'nonsense'")
+        << error;
+    server.Client().UnSubscribe(&callback);
+}
+
+TEST(HostileServerTests, CallsOfManyThreadsFailWhenTheServerGoes) {
+    for (int i = 0; i < 50; ++i) {
+        PlayedServer server;
+        std::atomic<unsigned> failed{0};
+        std::vector<std::thread> threads;
+        for (int j = 0; j < 8; ++j) {
+            threads.emplace_back(
+                [&] { failed += Thrown(server.Client()).substr(0, 15) == "connection lost" ? 1 : 0; });
+        }
+        server.AwaitLine("sync");
+        server.Close();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(failed, 8U);
+    }
+}
+
+TEST(HostileServerTests, LastWordsOfAServerThatStopsReadingAreHeard) {
+    PlayedServer server;
+    std::thread other([&] {
+        server.AwaitLine("merge");
+        server.Say("error\ntoo much\n");
+        server.Close();
+    });
+    std::string error;
+    try {
+        server.Client().SetValue("[a]x", std::string(std::size_t{16} << 20, 'x'));
+    } catch (const osa::Exception& e) {
+        error = e.what();
+    }
+    other.join();
+    EXPECT_EQ(error, "too much");
+}
+
+TEST(HostileServerTests, CallbacksThatAreTooSlowEndTheConnection) {
+    ConnectionOptions options;
+    options.callbackLimit = 10 * kNotification.size();
+    test::Event release;
+    test::Event inside;
+    Recorder callback([&](const Recorder::Call&) {
+        inside.Set();
+        release.Wait();
+    });
+    PlayedServer server(options);
+    server.Subscribe(callback);
+    server.Say(kNotification);
+    inside.Wait();
+    std::string error;
+    std::thread other([&] { error = Thrown(server.Client()); });
+    server.AwaitLine("sync");
+    std::string flood;
+    for (int i = 0; i < 100; ++i) {
+        flood += kNotification;
+    }
+    server.Say(flood + "synced\n");
+    other.join();
+    EXPECT_EQ(error, "connection lost: callbacks are too slow: over " +
+                         std::to_string(options.callbackLimit) + " bytes of changes wait for them");
+    release.Set();
+    server.EndClient();
+}
+
+}  // namespace
+}  // namespace zumra::settings::client
