@@ -91,7 +91,6 @@ private:
         std::unique_ptr<FollowerRelay> relay;
         Matcher groups;
     };
-    void SettleFollowers();
     void StopRelay(Followed& followed) ZUMRA_REQUIRES(_followMutex);
     /// Followers know of a change when the call that made it returns, also when another thread is at that
     /// moment telling them of an earlier one.
@@ -153,15 +152,6 @@ void InProcessBackend::UnSubscribe(IChangeCallback* callback) {
     _manager.UnSubscribe(listener.get());
 }
 
-void InProcessBackend::SettleFollowers() {
-    osa::MutexLock lock(_followMutex);
-    for (const auto& [follower, followed] : _followers) {
-        if (followed.relay) {
-            _manager.Settle(followed.relay.get());
-        }
-    }
-}
-
 void InProcessBackend::StopRelay(Followed& followed) {
     if (followed.relay) {
         _manager.UnSubscribe(followed.relay.get());
@@ -169,8 +159,6 @@ void InProcessBackend::StopRelay(Followed& followed) {
     }
 }
 
-/// A change may still be on its way to a follower on the thread of another change, which the follower is told
-/// of at this moment; the caller relies on his watchers knowing of his own.
 void InProcessBackend::SettleFollowers() {
     if (!_haveFollowers) {
         return;
