@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -222,6 +224,37 @@ TEST_F(ReloadTest, RestrictionsAreLoadedAnew) {
     EXPECT_FALSE(store->MayWrite("a", &who));
     EXPECT_TRUE(store->MayRead("a", &who));
     EXPECT_EQ(store->Revision(), 0U);
+}
+
+/// Sees whether two threads load from it at the same time.
+class OneAtATime : public testing::MemoryStorage {
+public:
+    void LoadDefaults(SettingsCombiner& combiner) override {
+        overlapped = overlapped || inside.exchange(true);
+        for (int i = 0; i < 2000 && !overlapped; ++i) {
+            std::this_thread::yield();
+        }
+        testing::MemoryStorage::LoadDefaults(combiner);
+        inside = false;
+    }
+
+    std::atomic<bool> inside{false};
+    std::atomic<bool> overlapped{false};
+};
+
+TEST(ReloadThreadsTest, SourcesAreLoadedByOneThreadAtATime) {
+    OneAtATime storage;
+    LoadPriorityIncludeFilter filter;
+    SettingsManager store(&storage, nullptr, &filter);
+    const auto reload = [&store] {
+        for (int i = 0; i < 20; ++i) {
+            store.Reload();
+        }
+    };
+    std::thread other(reload);
+    reload();
+    other.join();
+    EXPECT_FALSE(storage.overlapped);
 }
 
 TEST(ReloadWithoutPersisterTest, KeepsTheGroupsAndLoadsRestrictions) {

@@ -119,6 +119,42 @@ TEST(SavingTest, NewDefaultsAppearUnlessOverriddenOrRemoved) {
     EXPECT_EQ(all, Document("[a]\nset=mine\nfree=2\nnew=2\n[fresh]\nx=2\n"));
 }
 
+TEST(SavingTest, RequestMadeAgainAfterAFailedSaveIsSavedToo) {
+    MemoryStorage storage;
+    SettingsManager store(&storage);
+    storage.failuresLeft = 2;
+    const core::IniFile wanted = Document("[a]\nx=1\n");
+    EXPECT_THROW(store.MergeSettings(wanted), osa::Exception);
+    EXPECT_THROW(store.MergeSettings(wanted), osa::Exception) << "nothing to change, but still to be saved";
+    EXPECT_EQ(store.MergeSettings(wanted), 1U);
+    EXPECT_EQ(storage.settings, wanted);
+    storage.failuresLeft = 1;
+    EXPECT_THROW(store.SetValue("a", "x", "2"), osa::Exception);
+    EXPECT_EQ(store.SetValue("a", "x", "2"), 2U);
+    EXPECT_EQ(storage.settings, Document("[a]\nx=2\n"));
+}
+
+/// A saved document that nobody but a person can have written: names that a save would write otherwise.
+TEST(SavingTest, GroupsSavedUnderOtherNamesGoWhenTheyAreErased) {
+    const core::IniFile byHand =
+        Document("[ZumraSettings/Removedx]\nx=1\n[ZumraSettings/Removed!plain]\nx=1\n");
+    MemoryStorage storage;
+    storage.settings = byHand;
+    {
+        SettingsManager store(&storage);
+        EXPECT_EQ(store.GetValue("ZumraSettings/Removedx", "x"), "1");
+        EXPECT_EQ(store.GetValue("plain", "x"), "1");
+    }
+    EXPECT_EQ(storage.saves, 0) << "starting writes nothing";
+    {
+        SettingsManager store(&storage);
+        store.EraseGroups(GroupNameMatcher("plain"));
+        EXPECT_EQ(storage.settings, Document("[ZumraSettings/Removed!ZumraSettings/Removedx]\nx=1\n"));
+        store.EraseGroups(GroupNameMatcher("*"));
+    }
+    EXPECT_TRUE(storage.settings.empty()) << storage.settings.SaveToString();
+}
+
 /// A storage that fails in its n-th call.
 class FailingStorage : public MemoryStorage {
 public:
@@ -518,6 +554,20 @@ TEST(SavingTest, IncrementalPersisterIsGivenOnlyWhatChanged) {
     EXPECT_EQ(storage.calls[2].removed, std::set<std::string>{"b"});
     EXPECT_EQ(storage.calls[3].changed, Document("[ZumraSettings/Removed]\nd=\n"));
     EXPECT_EQ(storage.calls[4].removed, (std::set<std::string>{"d", "ZumraSettings/Removed"}));
+}
+
+TEST(SavingTest, IncrementalPersisterIsGivenGroupsUnderTheirRightNames) {
+    IncrementalStorage storage;
+    storage.settings =
+        Document("[ZumraSettings/Removedx]\nx=1\n[ZumraSettings/Removed!plain]\ny=1\n[plain]\nx=1\n");
+    SettingsManager store(&storage);
+    EXPECT_TRUE(storage.calls.empty());
+    store.SetValue("a", "x", "1");
+    ASSERT_EQ(storage.calls.size(), 1U);
+    EXPECT_EQ(storage.calls[0].changed,
+              Document("[a]\nx=1\n[ZumraSettings/Removed!ZumraSettings/Removedx]\nx=1\n[plain]\nx=1\ny=1\n"));
+    EXPECT_EQ(storage.calls[0].removed,
+              (std::set<std::string>{"ZumraSettings/Removed!plain", "ZumraSettings/Removedx"}));
 }
 
 TEST(SavingTest, IncrementalPersisterIsGivenAgainWhatItFailedToSave) {

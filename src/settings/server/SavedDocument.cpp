@@ -1,6 +1,7 @@
 #include "settings/server/SavedDocument.h"
 
 #include <utility>
+#include <vector>
 
 #include "zumra/settings/server/ISettingsPersister.h"
 
@@ -31,6 +32,37 @@ bool IsList(std::string_view savedName) {
     return savedName == kRemovedGroups || BeginsWith(savedName, kRemovedValuesOf);
 }
 
+/// The name of the group that is saved under this one, which is no list's.
+std::string OrdinaryName(const std::string& savedName) {
+    return BeginsWith(savedName, kOrdinaryGroup) ? savedName.substr(kOrdinaryGroup.size()) : savedName;
+}
+
+/// A group that someone saved by hand, under a name that no save gives it: when the store's group was erased,
+/// it would stay.
+struct Renaming {
+    std::string from;
+    std::string to;
+    Group values;
+};
+
+std::vector<Renaming> RenamingsOf(const core::IniFile& saved) {
+    std::vector<Renaming> renamings;
+    for (const auto& [savedName, values] : saved) {
+        const std::string rightName = IsList(savedName) ? savedName : SavedName(OrdinaryName(savedName));
+        if (rightName == savedName) {
+            continue;
+        }
+        Renaming& renaming = renamings.emplace_back(Renaming{savedName, rightName, values});
+        const Group* others = saved.FindGroup(rightName);
+        for (const auto& [name, value] : others == nullptr ? Group() : *others) {
+            if (rightName > savedName || renaming.values.count(name) == 0) {  // as they are read
+                renaming.values[name] = value;
+            }
+        }
+    }
+    return renamings;
+}
+
 core::IniFile ListsOf(const core::IniFile& document) {
     core::IniFile lists;
     for (const auto& [savedName, values] : document) {
@@ -46,7 +78,16 @@ core::IniFile ListsOf(const core::IniFile& document) {
 SavedDocument::SavedDocument(ISettingsPersister& persister, core::IniFile loaded)
     : _persister(persister),
       _incremental(dynamic_cast<IIncrementalPersister*>(&persister)),
-      _document(_incremental != nullptr ? ListsOf(loaded) : std::move(loaded)) {}
+      _document(_incremental != nullptr ? ListsOf(loaded) : core::IniFile()) {
+    std::vector<Renaming> renamings = RenamingsOf(loaded);
+    if (_incremental == nullptr) {
+        _document = std::move(loaded);
+    }
+    for (Renaming& renaming : renamings) {
+        Replace(renaming.from, {}, false);
+        Replace(renaming.to, std::move(renaming.values), true);
+    }
+}
 
 GroupDifferences SavedDocument::Parse(const core::IniFile& saved) {
     GroupDifferences differences;
@@ -61,9 +102,7 @@ GroupDifferences SavedDocument::Parse(const core::IniFile& saved) {
                 difference.removedValues.insert(value.first);
             }
         } else {
-            const bool marked = BeginsWith(savedName, kOrdinaryGroup);
-            GroupDifference& difference =
-                differences[marked ? savedName.substr(kOrdinaryGroup.size()) : savedName];
+            GroupDifference& difference = differences[OrdinaryName(savedName)];
             difference.present = true;
             for (const auto& [name, value] : values) {
                 difference.values[name] = value;

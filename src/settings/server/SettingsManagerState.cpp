@@ -9,6 +9,29 @@
 
 namespace zumra::settings::server {
 
+/// Lets one thread load at a time: the sources and their filter are not for several, and what was loaded
+/// later must not be replaced by what was loaded before.
+class SettingsManager::State::LoadingTurn {
+public:
+    explicit LoadingTurn(State& state) : _state(state) {
+        osa::MutexLock lock(_state.mutex);
+        while (_state.loading) {
+            _state.loaded.Wait(_state.mutex);
+        }
+        _state.loading = true;
+    }
+    ~LoadingTurn() {
+        osa::MutexLock lock(_state.mutex);
+        _state.loading = false;
+        _state.loaded.NotifyOne();
+    }
+    LoadingTurn(const LoadingTurn&) = delete;
+    LoadingTurn& operator=(const LoadingTurn&) = delete;
+
+private:
+    State& _state;
+};
+
 void SettingsManager::State::Load(const SaveOptions& options) {
     osa::MutexLock lock(mutex);  // only so that it is seen to be held: nobody else knows the store yet
     policy = LoadPolicy();
@@ -33,7 +56,8 @@ std::shared_ptr<const AccessPolicy> SettingsManager::State::LoadPolicy() {
                                                                   : restrictions->LoadRestrictedGroups());
 }
 
-std::uint64_t SettingsManager::State::Reload() {
+SettingsManager::State::Step SettingsManager::State::TakeReload() {
+    const LoadingTurn turn(*this);
     std::shared_ptr<const AccessPolicy> newPolicy = LoadPolicy();
     GroupMap defaults;
     if (persister != nullptr) {
@@ -43,14 +67,17 @@ std::uint64_t SettingsManager::State::Reload() {
         defaults = ToGroups(LoadDefaults());
     }
     Step step;
-    {
-        osa::MutexLock lock(mutex);
-        if (persister != nullptr) {
-            step.edition = PlanNewDefaults(store, defaults);
-        }
-        Take(step);
-        policy.swap(newPolicy);
+    osa::MutexLock lock(mutex);
+    if (persister != nullptr) {
+        step.edition = PlanNewDefaults(store, defaults);
     }
+    Take(step);
+    policy.swap(newPolicy);
+    return step;
+}
+
+std::uint64_t SettingsManager::State::Reload() {
+    const Step step = TakeReload();
     if (step.committed) {
         Finish(step.revision, step.deliveries, Saving::kAsSet);
     }

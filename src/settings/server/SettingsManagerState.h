@@ -20,6 +20,7 @@ namespace zumra::settings::server {
 /// Locks: the store's, then the router's; no other two are held together.
 struct SettingsManager::State final : ISaveSource {
     enum class Saving { kAsSet, kAlways, kDontWait };
+    class LoadingTurn;
 
     ISettingsPersister* persister = nullptr;
     IRestrictedSettingsLoader* restrictions = nullptr;
@@ -32,6 +33,8 @@ struct SettingsManager::State final : ISaveSource {
 
     common::ChangeRouter router;
     CallbackTable callbacks{router};
+    osa::Condition loaded;
+    bool loading ZUMRA_GUARDED_BY(mutex) = false;
     std::unique_ptr<Saver> saver;  ///< null without a persister
 
     void Load(const SaveOptions& options);
@@ -60,9 +63,8 @@ struct SettingsManager::State final : ISaveSource {
     template <class Plan>
     std::uint64_t Commit(const Identity* who, Plan plan) {
         const Step step = TakeStep(who, plan);
-        if (step.committed) {
-            Finish(step.revision, step.deliveries, Saving::kAsSet);
-        }
+        // Also when there was nothing to change: what it found may be there only because a save failed.
+        Finish(step.revision, step.deliveries, Saving::kAsSet);
         return step.revision;
     }
 
@@ -86,6 +88,8 @@ struct SettingsManager::State final : ISaveSource {
     }
 
     std::uint64_t Reload();
+    /// The part of a reload that one thread at a time may do.
+    [[nodiscard]] Step TakeReload();
     [[nodiscard]] std::shared_ptr<const AccessPolicy> Policy() const {
         osa::MutexLock lock(mutex);
         return policy;

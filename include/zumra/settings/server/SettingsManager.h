@@ -63,8 +63,8 @@ struct StoreStatistics {
 /// **Commits.** Every changing operation is one commit, atomic against every other operation: a reader sees
 /// all of it or nothing. A commit raises the revision by one. What changes nothing is no commit, raises
 /// nothing and tells nobody, with one exception: an overwrite that matched or brought any group is always
-/// one, and tells. (What changes nothing but the saved document is a commit that tells nobody.) When an operation throws for any reason but a failed save or a throwing subscriber, the store is as
-/// it was.
+/// one, and tells. (What changes nothing but the saved document is a commit that tells nobody.) When an
+/// operation throws for any reason but a failed save or a throwing subscriber, the store is as it was.
 ///
 /// **Subscribers** are called in commit order, each once a commit and by one thread at a time, with whole
 /// groups as they are right after that commit, under no lock; they may call the store, subscribe and
@@ -73,19 +73,20 @@ struct StoreStatistics {
 /// subscriber should not throw; what it throws comes out of the operation after the commit stands, everyone
 /// was told and the commit was saved.
 ///
-/// **Saving.** Without a persister everything counts as saved. With one, an operation that commits returns
-/// when that is saved, or with `SaveOptions::deferred` at once, while a thread of the store saves soon
-/// after. Saves by several threads at the same time become one. A save that fails throws
-/// `zumra::osa::Exception` with the persister's own message from the operation (or the flush) that waits for
-/// it; the commit stands in memory nevertheless, and every later save tries everything again. The destructor
-/// saves what is not saved; what fails there is only reported to `SaveOptions::outcome`.
+/// **Saving.** Without a persister everything counts as saved. With one, a changing operation returns when
+/// the state that it leaves or finds is saved (so that one that is made again after a failed save is saved
+/// too), or with `SaveOptions::deferred` at once, while a thread of the store saves soon after. Saves by
+/// several threads at the same time become one. A save that fails throws `zumra::osa::Exception` with the
+/// persister's own message from the operation (or the flush) that waits for it; the commit stands in memory
+/// nevertheless, and every later save tries everything again. The destructor saves what is not saved; what
+/// fails there is only reported to `SaveOptions::outcome`.
 ///
 /// **Saved document.** The difference from the defaults as a plain document: new and changed values in groups
 /// of their own names; the group "ZumraSettings/Removed" has a value named after each removed group, the
 /// group "ZumraSettings/Removed/<group>" one for each value removed from a group that exists. A group of the
 /// store whose own name begins with "ZumraSettings/Removed" is saved as "ZumraSettings/Removed!<its name>".
-/// This format is frozen. When defaults change, what someone set or removed stays so, also where it has become
-/// the same as the default meanwhile; restoring a group ends that.
+/// This format is frozen. When defaults change, what someone set or removed stays so, also where it has
+/// become the same as the default meanwhile; restoring a group ends that.
 ///
 /// **Restrictions.** `who` is the one on whose behalf an operation runs; null is the program itself, who may
 /// do everything. What `who` may not read is not there for it: not in reads, not for patterns, not in
@@ -206,7 +207,8 @@ public:
 
     /// Loads defaults and restrictions anew and keeps the saved differences: what a client set or removed
     /// stays so, everything else follows the new defaults. One commit, which reports the groups that really
-    /// changed. When loading throws, that comes out and everything is as it was.
+    /// changed. When loading throws, that comes out and everything is as it was. Waits for a reload on
+    /// another thread; not to be called while loading.
     std::uint64_t Reload();
 
 private:
