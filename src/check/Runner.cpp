@@ -33,12 +33,21 @@ std::optional<std::vector<std::string_view>> KnownSuites() {
     return names;
 }
 
+/// Check and the watchdog hand time-outs to timers, which take no endless ones.
+void LimitTimeout(const char* name, const char* limit) {
+    const char* const text = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): before there are threads
+    if (text != nullptr && std::strtod(text, nullptr) > std::strtod(limit, nullptr))
+        setenv(name, limit, 1);  // NOLINT(concurrency-mt-unsafe): the same
+}
+
 /// The command line alone says what runs and where reports go; of Check's variables its two time-outs remain.
 void IgnoreEnvironment() {
     for (const char* name :
          {"CK_RUN_SUITE", "CK_RUN_CASE", "CK_INCLUDE_TAGS", "CK_EXCLUDE_TAGS", "CK_LOG_FILE_NAME",
           "CK_XML_LOG_FILE_NAME", "CK_TAP_LOG_FILE_NAME", "CK_MAX_MSG_SIZE"})
         unsetenv(name);  // NOLINT(concurrency-mt-unsafe): before there are threads
+    LimitTimeout("CK_DEFAULT_TIMEOUT", "1000000");
+    LimitTimeout("CK_TIMEOUT_MULTIPLIER", "1000");
 }
 
 CommandLine Read(int argc, char** argv) {

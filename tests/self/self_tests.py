@@ -286,6 +286,14 @@ class Rows(unittest.TestCase):
         self.assertEqual([row[1:] for row in report(result.stderr)], [("E", "all", "hangs_by_default", TIMEOUT)])
         self.assertEqual(result.returncode, 1)
 
+    def test_endless_timeouts_are_long_ones(self):
+        for variable in "CK_DEFAULT_TIMEOUT", "CK_TIMEOUT_MULTIPLIER":
+            for value in "inf", "1e300":
+                for mode in "--fork", "--no-fork":
+                    with self.subTest(variable=variable, value=value, mode=mode):
+                        result = run(mode, "EmptyTests", environment={variable: value})
+                        self.assertEqual((result.stderr, result.returncode), ("", 0))
+
     def test_empty_checks_pass(self):
         for mode in "--fork", "--no-fork":
             result = run(mode, "EmptyTests")

@@ -57,7 +57,17 @@ TEST_F(XmlPathTest, RejectsWhatCannotBeWritten) {
               "cannot write the XML log '" + Path("none/new.xml") + "': No such file or directory");
     EXPECT_EQ(Rejection(Path("")), "cannot write the XML log '" + Path("") + "': Is a directory");
     symlink("/nowhere/at/all", Path("dangling").c_str());
-    EXPECT_NE(Rejection(Path("dangling")), "accepted");
+    EXPECT_EQ(Rejection(Path("dangling")),
+              "cannot write the XML log '" + Path("dangling") + "': No such file or directory");
+}
+
+TEST_F(XmlPathTest, AcceptsLinkToNewFileAndLeavesItAsItIs) {
+    symlink("new.xml", Path("second").c_str());
+    symlink(Path("second").c_str(), Path("first").c_str());
+    EXPECT_EQ(Rejection(Path("first")), "accepted");
+    EXPECT_TRUE(fs::is_symlink(Path("first")));
+    EXPECT_TRUE(fs::is_symlink(Path("second")));
+    EXPECT_FALSE(fs::exists(Path("new.xml")));
 }
 
 TEST_F(XmlPathTest, RejectsPipeThatNobodyReads) {
