@@ -86,8 +86,8 @@ TEST(LoadPriorityIncludeFilterTest, TextThatIsNoIntegerIsAnErrorAndChangesNothin
             filter.Filter(document, "/etc/zumra/10-net.ini");
             ADD_FAILURE() << "accepted '" << text << "'";
         } catch (const osa::Exception& error) {
-            EXPECT_EQ(error.what(), std::string("/etc/zumra/10-net.ini: load priority of group 'g' is '") +
-                                        text + "', expected a decimal integer");
+            EXPECT_EQ(error.what(), std::string("/etc/zumra/10-net.ini: load priority line 'g = ") + text +
+                                        "': expected a decimal integer");
         }
         EXPECT_EQ(document, before);
         EXPECT_EQ(Filtered(filter, "[a]\n").size(), 1U) << "nothing was remembered of the good entry";
@@ -98,7 +98,7 @@ TEST(LoadPriorityIncludeFilterTest, TextThatIsNoIntegerIsAnErrorAndChangesNothin
         static_cast<IIncludeFilter&>(filter).Filter(document);
         ADD_FAILURE();
     } catch (const osa::Exception& error) {
-        EXPECT_STREQ(error.what(), "load priority of group 'g' is 'x', expected a decimal integer");
+        EXPECT_STREQ(error.what(), "load priority line 'g = x': expected a decimal integer");
     }
 }
 

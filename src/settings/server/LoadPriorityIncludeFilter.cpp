@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/IniText.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings::server {
@@ -46,8 +47,8 @@ Priorities PrioritiesOf(const core::IniFile& document, const std::string& source
     for (const auto& [group, text] : *declared) {
         const std::optional<std::int64_t> priority = ParsePriority(text);
         if (!priority) {
-            throw osa::Exception((source.empty() ? source : source + ": ") + "load priority of group '" +
-                                 group + "' is '" + text + "', expected a decimal integer");
+            throw osa::Exception((source.empty() ? source : source + ": ") + "load priority line '" +
+                                 core::Printable(group + " = " + text) + "': expected a decimal integer");
         }
         const auto at = priorities.find(group);
         if (at != priorities.end()) {

@@ -35,8 +35,8 @@ public:
     LoadPriorityIncludeFilter();
     ~LoadPriorityIncludeFilter() override;
     using IIncludeFilter::Filter;
-    /// Throws `zumra::osa::Exception` "<source>: load priority of group '<group>' is '<text>', expected a
-    /// decimal integer" (without "<source>: " when `source` is empty); nothing is changed or remembered then.
+    /// Throws `zumra::osa::Exception` "<source>: load priority line '<group> = <text>': expected a decimal
+    /// integer" (without "<source>: " when `source` is empty); nothing is changed or remembered then.
     void Filter(core::IniFile& document, const std::string& source) override;
     void Reset() override;
 
