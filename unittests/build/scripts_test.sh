@@ -28,4 +28,12 @@ answer=$("$project/scripts/test" quickly 2>&1 >/dev/null)
 expect "an unknown argument is rejected" 2 $?
 expect "and named" "test: unknown argument 'quickly'" "$(head -n 1 <<<"$answer")"
 expect "help is on standard output" "scripts/test quick" "$("$project/scripts/test" --help | grep -o 'scripts/test quick')"
+
+# From elsewhere, with a shell that looks for folders elsewhere, and by a link.
+link=$(mktemp -d)
+ln -s "$project/scripts/test" "$link/test"
+answer=$(cd "$project" && CDPATH=.:/tmp scripts/test --help)
+expect "the project is found whatever CDPATH is" "scripts/test quick" "$(grep -o 'scripts/test quick' <<<"$answer")"
+expect "and by a link" "scripts/test quick" "$("$link/test" --help | grep -o 'scripts/test quick')"
+rm -r "$link"
 exit $status
