@@ -4,6 +4,7 @@
 #include <istream>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "settings/server/Session.h"
 #include "zumra/osa/Mutex.h"
@@ -74,8 +75,6 @@ bool Serve(Session& session, Signal& signal, std::ostream& out) {
 
 ClientHandler::ClientHandler(ServerEnv* env, std::istream* requests, std::ostream* responses)
     : _env(env), _requests(requests), _responses(responses) {}
-
-ClientHandler::~ClientHandler() = default;
 
 bool ClientHandler::Run() {
     Signal signal;
