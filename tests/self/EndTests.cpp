@@ -126,11 +126,12 @@ Suite* AbortTests() {
 }
 
 Suite* HangTests() {
-    return BuildSuite("HangTests", {{"short", {hangs, passes}, seconds(1)}});
+    return BuildSuite("HangTests", {{"short", {hangs}, seconds(1)}, {"all", {passes}}});
 }
 
 Suite* BlockedHangTests() {
-    return BuildSuite("BlockedHangTests", {{"short", {hangs_with_blocked_signals, passes}, seconds(1)}});
+    return BuildSuite("BlockedHangTests",
+                      {{"short", {hangs_with_blocked_signals}, seconds(1)}, {"all", {passes}}});
 }
 
 Suite* DefaultTimeoutTests() {
@@ -138,7 +139,7 @@ Suite* DefaultTimeoutTests() {
 }
 
 Suite* FailThenHangTests() {
-    return BuildSuite("FailThenHangTests", {{"short", {hangs_after_failure, passes}, seconds(1)}});
+    return BuildSuite("FailThenHangTests", {{"short", {hangs_after_failure}, seconds(1)}, {"all", {passes}}});
 }
 
 Suite* LeftThreadTests() {

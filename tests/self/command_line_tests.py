@@ -4,6 +4,7 @@ command_line_tests.py [EMULATOR...] PROGRAM
 """
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -117,6 +118,15 @@ class CommandLine(unittest.TestCase):
             self.assertEqual([suite.findtext(space + "title") for suite in root.findall(space + "suite")],
                              ["GroupNameMatcherTests"])
             self.assertEqual([test.findtext(space + "id") for test in root.iter(space + "test")], MATCHER)
+
+    def test_another_build_of_the_library_can_be_put_under_it(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for library in "libzumra.so.1", "libzumra-settings.so.1", "libzumra-check.so.1":
+                built = os.path.join(os.path.dirname(PROGRAM[-1]), "../lib", library)
+                shutil.copy(built, folder)
+                loading = dict(os.environ, LD_LIBRARY_PATH=folder, LD_TRACE_LOADED_OBJECTS="1")
+                loaded = subprocess.run(PROGRAM, env=loading, capture_output=True, text=True, check=True).stdout
+                self.assertIn(f"{library} => {folder}/{library} ", loaded)
 
 
 if __name__ == "__main__":
