@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zumra-settingsd/PeerIdentity.h"
+#include "zumra/settings/common/GroupNameMatcher.h"
 #include "zumra/settings/server/SettingsManager.h"
 
 namespace zumra::settingsd {
@@ -37,6 +38,7 @@ Server::Server(asio::io_context& loop, const settings::server::ServerEnv& env, i
     settings::server::SessionReports reports;
     reports["stats"] = [this](const settings::server::Identity*) { return Stats(); };
     reports["clients"] = [this](const settings::server::Identity* who) { return Clients(who); };
+    reports["defaults"] = [this](const settings::server::Identity* who) { return Defaults(who); };
     _reports = std::make_shared<const settings::server::SessionReports>(std::move(reports));
     Accept();
 }
@@ -160,6 +162,15 @@ core::IniFile Server::Stats() const {
     server["ConnectionsAccepted"] = std::to_string(_accepted);
     server["ConnectionsRefused"] = std::to_string(_refused);
     server["QueueDepth"] = std::to_string(queued);
+    return report;
+}
+
+core::IniFile Server::Defaults(const settings::server::Identity* who) const {
+    core::IniFile report;
+    for (auto& [name, values] :
+         _env.settingsManager->ReadDefaults(settings::common::GroupNameMatcher("*"), who)) {
+        report.SetGroup(name, *values);
+    }
     return report;
 }
 

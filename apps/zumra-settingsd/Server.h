@@ -15,8 +15,8 @@
 
 namespace zumra::settingsd {
 
-/// Accepts clients and serves them, all on the event loop's thread. Adds the reports "stats" (group "Server")
-/// and "clients" (a group a connection) to the protocol.
+/// Accepts clients and serves them, all on the event loop's thread. Adds the reports "stats" (group "Server"),
+/// "clients" (a group a connection) and "defaults" (the default settings) to the protocol.
 class Server {
 public:
     struct Limits {
@@ -46,6 +46,7 @@ private:
     void OnClosed(Connection& connection, const std::string& reason);
     void FinishStop();
     [[nodiscard]] core::IniFile Stats() const;
+    [[nodiscard]] core::IniFile Defaults(const settings::server::Identity* who) const;
     [[nodiscard]] core::IniFile Clients(const settings::server::Identity* who) const;
 
     asio::io_context& _loop;

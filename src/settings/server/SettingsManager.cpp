@@ -14,9 +14,9 @@ namespace {
 /// Up to this many bytes a value is copied under the lock, which costs less than holding its group.
 constexpr std::size_t kSmallValue = 1024;
 
-void CollectMatching(const Store& store, const common::GroupNameMatcher& groups, const Access& access,
+void CollectMatching(const GroupMap& all, const common::GroupNameMatcher& groups, const Access& access,
                      GroupMap& found) {
-    groups.ForEachMatch(store.Groups(), [&](GroupMap::const_iterator at) {
+    groups.ForEachMatch(all, [&](GroupMap::const_iterator at) {
         if (access.MayRead(at->first)) {
             found.emplace_hint(found.end(), *at);
         }
@@ -60,10 +60,18 @@ common::GroupMap SettingsManager::Read(const common::GroupNameMatcher& groups, c
                                        std::uint64_t* revision) const {
     GroupMap found;
     osa::MutexLock lock(_state->mutex);
-    CollectMatching(_state->store, groups, Access(*_state->policy, who), found);
+    CollectMatching(_state->store.Groups(), groups, Access(*_state->policy, who), found);
     if (revision != nullptr) {
         *revision = _state->store.Revision();
     }
+    return found;
+}
+
+common::GroupMap SettingsManager::ReadDefaults(const common::GroupNameMatcher& groups,
+                                               const Identity* who) const {
+    GroupMap found;
+    osa::MutexLock lock(_state->mutex);
+    CollectMatching(_state->store.Defaults(), groups, Access(*_state->policy, who), found);
     return found;
 }
 
@@ -179,7 +187,7 @@ std::uint64_t SettingsManager::Subscribe(common::IChangeListener* listener,
     GroupMap found;
     osa::MutexLock lock(_state->mutex);
     if (current != nullptr) {
-        CollectMatching(_state->store, groups, Access(*_state->policy, nullptr), found);
+        CollectMatching(_state->store.Groups(), groups, Access(*_state->policy, nullptr), found);
     }
     _state->router.Add(listener, groups);
     if (current != nullptr) {

@@ -128,6 +128,9 @@ public:
     /// becomes the revision of that state.
     [[nodiscard]] common::GroupMap Read(const common::GroupNameMatcher& groups, const Identity* who = nullptr,
                                         std::uint64_t* revision = nullptr) const;
+    /// As `Read`, of the default settings.
+    [[nodiscard]] common::GroupMap ReadDefaults(const common::GroupNameMatcher& groups,
+                                                const Identity* who = nullptr) const;
     /// Copies the groups that match into `target`, each whole; other groups of `target` stay.
     void GetSettings(const common::GroupNameMatcher& groups, core::IniFile& target,
                      const Identity* who = nullptr) const;

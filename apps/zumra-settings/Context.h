@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "zumra-settings/Output.h"
+#include "zumra/settings/ZumraSettingsClient.h"
+
+namespace zumra::cli {
+
+/// What the program exits with.
+enum Status {
+    kDone = 0,
+    kRefused = 1,  ///< the server refused, a test failed, or two things differ
+    kUsage = 2,
+    kMissing = 3,  ///< no such setting or group
+    kNoServer = 4,
+};
+
+/// What a verb works with.
+struct Context {
+    std::istream& in;
+    std::ostream& out;
+    std::ostream& err;
+    Form form = Form::kPeople;
+    Style style;
+    /// Where the server is; empty when the settings are those of a store of this process.
+    std::string socket;
+    /// Connects when it is first called. Throws `NoServer`.
+    std::function<settings::ZumraSettingsClient&()> client;
+    /// Asks the server for one of its reports ("stats", "clients", "defaults").
+    std::function<core::IniFile(const std::string& name)> report;
+};
+
+/// There is nobody to ask.
+struct NoServer {
+    std::string reason;
+};
+
+}  // namespace zumra::cli

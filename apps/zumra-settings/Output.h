@@ -1,0 +1,51 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zumra/core/IniFile.h"
+
+namespace zumra::cli {
+
+/// How results are written.
+enum class Form {
+    kPeople,
+    kIni,
+    kJson,
+    kNul,  ///< every text followed by a NUL byte, for other programs
+};
+
+/// Colours, where a person looks at a terminal; otherwise every text comes out as it is.
+class Style {
+public:
+    Style() = default;
+    explicit Style(bool colored) : _colored(colored) {}
+    [[nodiscard]] bool IsColored() const { return _colored; }
+    [[nodiscard]] std::string Strong(std::string_view text) const { return Wrap("1", text); }
+    [[nodiscard]] std::string Faint(std::string_view text) const { return Wrap("2", text); }
+    [[nodiscard]] std::string Added(std::string_view text) const { return Wrap("32", text); }
+    [[nodiscard]] std::string Removed(std::string_view text) const { return Wrap("31", text); }
+    [[nodiscard]] std::string Warning(std::string_view text) const { return Wrap("33", text); }
+
+private:
+    [[nodiscard]] std::string Wrap(const char* code, std::string_view text) const;
+    bool _colored = false;
+};
+
+/// Writes a whole document: INI text, an object of objects, or group, name and value of each setting with a
+/// NUL byte behind each. Throws `zumra::osa::Exception` when the form cannot say it: JSON holds no bytes that
+/// are not UTF-8, and the NUL form no NUL bytes.
+void WriteDocument(std::ostream& out, Form form, const Style& style, const core::IniFile& document);
+
+/// Writes texts: one a line (quoted where a line would be misread), an array, or with a NUL byte behind each.
+void WriteTexts(std::ostream& out, Form form, const std::vector<std::string>& texts);
+
+/// Writes one value as it is, with a line end behind it for people.
+void WriteValue(std::ostream& out, Form form, const std::string& value);
+
+/// The text as a person can read it on one line of a terminal: control bytes do nothing there.
+[[nodiscard]] std::string Visible(std::string_view text);
+
+}  // namespace zumra::cli

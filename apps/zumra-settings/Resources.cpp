@@ -1,0 +1,149 @@
+// The verbs about shared resources.
+#include <algorithm>
+#include <charconv>
+#include <iomanip>
+#include <limits>
+#include <map>
+#include <ostream>
+#include <sstream>
+
+#include "zumra-settings/Documents.h"
+#include "zumra-settings/Verbs.h"
+#include "zumra/settings/ResourceManager.h"
+#include "zumra/settings/ResourceReserver.h"
+
+namespace zumra::cli {
+
+namespace {
+
+constexpr std::string_view kResources = "Resources/";
+constexpr std::string_view kConsumers = "/Consumers/";
+constexpr int kBarWidth = 30;
+
+/// Resource, then its consumers, as the names of the groups tell.
+std::map<std::string, std::vector<std::string>> FindResources(const core::IniFile& document) {
+    std::map<std::string, std::vector<std::string>> resources;
+    for (const auto& [group, values] : document) {
+        const std::string name = group.substr(kResources.size());
+        const auto consumers = name.find(kConsumers);
+        if (consumers != std::string::npos) {
+            resources[name.substr(0, consumers)].push_back(name.substr(consumers + kConsumers.size()));
+        } else if (values.count("TotalAvailable") != 0) {
+            resources[name];
+        }
+    }
+    return resources;
+}
+
+std::string Bar(long long used, long long total) {
+    const long long filled =
+        total <= 0 ? 0 : std::clamp(used * kBarWidth / total, 0LL, static_cast<long long>(kBarWidth));
+    return std::string(static_cast<std::size_t>(filled), '#') +
+           std::string(static_cast<std::size_t>(kBarWidth - filled), '.');
+}
+
+struct Row {
+    std::string consumer;
+    int used;
+    int available;
+};
+
+void WriteTable(Context& context, const std::string& resource, int total, const std::vector<Row>& rows) {
+    long long used = 0;
+    std::size_t width = 8;
+    for (const Row& row : rows) {
+        used += row.used;
+        width = std::max(width, Visible(row.consumer).size());
+    }
+    context.out << context.style.Strong(Visible(resource)) << "  " << used << " of " << total << " used";
+    if (context.style.IsColored()) {
+        context.out << "  " << Bar(used, total);
+    }
+    context.out << '\n';
+    for (const Row& row : rows) {
+        context.out << "  " << std::left << std::setw(static_cast<int>(width)) << Visible(row.consumer)
+                    << std::right << std::setw(12) << row.used << "  may use " << row.available;
+        if (context.style.IsColored()) {
+            context.out << "  " << Bar(row.used, total);
+        }
+        context.out << '\n';
+    }
+}
+
+int ShowResources(Context& context, const std::string& only) {
+    core::IniFile document;
+    context.client().GetSettings(std::string(kResources) + "*", document);
+    if (context.form != Form::kPeople) {
+        WriteDocument(context.out, context.form, context.style, document);
+        return kDone;
+    }
+    const auto resources = FindResources(document);
+    if (!only.empty() && resources.count(only) == 0) {
+        context.err << "zumra-settings: there is no resource '" << Visible(only) << "'\n";
+        return kMissing;
+    }
+    const settings::ResourceManager manager(&context.client());
+    for (const auto& [resource, consumers] : resources) {
+        if (!only.empty() && resource != only) {
+            continue;
+        }
+        std::vector<Row> rows;
+        for (const std::string& consumer : consumers) {
+            rows.push_back(
+                {consumer, manager.GetUsed(consumer, resource), manager.GetAvailable(consumer, resource)});
+        }
+        const settings::ResourceReserver total(&context.client(), resource, "");
+        WriteTable(context, resource, total.GetTotalResources(), rows);
+    }
+    return kDone;
+}
+
+struct Reservation {
+    std::string resource;
+    std::string consumer;
+    std::string amount;
+};
+
+int Reserve(Context& context, const Reservation& wanted) {
+    std::string number = wanted.amount;
+    const bool percent = !number.empty() && number.back() == '%';
+    if (percent) {
+        number.pop_back();
+    }
+    double amount = 0;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), amount);
+    const bool inRange =
+        amount >= std::numeric_limits<int>::min() && amount <= std::numeric_limits<int>::max();
+    if (error != std::errc() || end != number.data() + number.size() || !inRange ||
+        (!percent && amount != static_cast<int>(amount))) {
+        context.err << "zumra-settings: expected a whole number or a percentage, got '"
+                    << Visible(wanted.amount) << "'\n";
+        return kUsage;
+    }
+    settings::ResourceReserver reserver(&context.client(), wanted.resource, wanted.consumer);
+    const bool done =
+        percent ? reserver.TrySetUsagePercent(amount / 100) : reserver.TrySetUsage(static_cast<int>(amount));
+    if (!done) {
+        context.err << "zumra-settings: refused: " << Visible(wanted.consumer) << " may use "
+                    << reserver.GetAvailableResources() << " of " << Visible(wanted.resource) << '\n';
+    }
+    return done ? kDone : kRefused;
+}
+
+}  // namespace
+
+Action AddResources(CLI::App& app) {
+    auto only = std::make_shared<std::string>();
+    app.add_option("resource", *only, "Only this one");
+    return [only](Context& context) { return ShowResources(context, *only); };
+}
+
+Action AddReserve(CLI::App& app) {
+    auto wanted = std::make_shared<Reservation>();
+    app.add_option("resource", wanted->resource, "Name of the resource")->required();
+    app.add_option("consumer", wanted->consumer, "Who uses it")->required();
+    app.add_option("amount", wanted->amount, "How much, or which share of the total ('20%')")->required();
+    return [wanted](Context& context) { return Reserve(context, *wanted); };
+}
+
+}  // namespace zumra::cli

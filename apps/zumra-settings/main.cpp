@@ -1,0 +1,11 @@
+#include <unistd.h>
+
+#include <iostream>
+
+#include "zumra-settings/CommandLine.h"
+
+int main(int count, char** arguments) {
+    std::ios::sync_with_stdio(false);
+    return zumra::cli::RunCommandLine(count, arguments,
+                                      {std::cin, std::cout, std::cerr, ::isatty(STDOUT_FILENO) != 0});
+}
