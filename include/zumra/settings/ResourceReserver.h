@@ -19,13 +19,12 @@ class ZumraSettingsClient;
 ///
 /// Settings of a resource:
 ///
-/// | group                                    | value            | meaning                         | when
-/// absent |
-/// |------------------------------------------|------------------|---------------------------------|-------------|
-/// | `Resources/<resource>`                   | `TotalAvailable` | how much there is               | 100 | |
-/// `Resources/<resource>/AllowedConsumers`  | "00", "01", ...  | the consumers that may use it   | all may |
-/// | `Resources/<resource>/Consumers/<name>`  | `CurrentlyUsed`  | what the consumer uses now      | 0 | | |
-/// `MaxAllowed`     | the most that it may use        | no cap      |
+/// | group                                   | value            | meaning                       | absent  |
+/// |-----------------------------------------|------------------|-------------------------------|---------|
+/// | `Resources/<resource>`                  | `TotalAvailable` | how much there is             | 100     |
+/// | `Resources/<resource>/AllowedConsumers` | "00", "01", ...  | the consumers that may use it | all may |
+/// | `Resources/<resource>/Consumers/<name>` | `CurrentlyUsed`  | what the consumer uses now    | 0       |
+/// |                                         | `MaxAllowed`     | the most that it may use      | no cap  |
 ///
 /// Names stand in the groups' names as they are, and may hold any text; only a resource's name must not have
 /// a part "Consumers" after a "/", where it would lie among the consumers of another resource.

@@ -26,8 +26,9 @@ class ZumraSettingsClient;
 ///     SettingsWatcher watcher(&client);
 ///     watcher.AddSetting("Server", "Port", &port, 8080);
 ///     watcher.AddSetting("Server", "Verbose", &verbose);
-///     watcher.AddSetting("Camera", "Mode", &mode, {{"day", Mode::kDay}, {"night", Mode::kNight}},
-///     Mode::kDay); watcher.UpdateSettings(); while (running) {
+///     watcher.AddSetting("Camera", "Mode", &mode, {{"day", Mode::kDay}, {"dark", Mode::kDark}}, Mode::kDay);
+///     watcher.UpdateSettings();
+///     while (running) {
 ///         if (watcher.WaitForChange(std::chrono::seconds(1)) && watcher.UpdateSettings()) {
 ///             Reconfigure();
 ///         }
@@ -39,19 +40,19 @@ class ZumraSettingsClient;
 /// How texts are read. The whole text must be of the form; everything else, and a setting that does not
 /// exist, gives the default:
 ///
-/// | target              | accepted |
-/// |---------------------|-----------------------------------------------------------------------------------|
-/// | `int`, `int64_t`    | an optional "-" or "+", then decimal digits ("007" is 7), within the type's range
-/// | | `unsigned`, `uint64_t` | an optional "+", then decimal digits, within the type's range | | `double` |
-/// an optional "-" or "+", then a decimal number, with or without fraction and       | | | exponent ("1.5",
-/// ".5", "2.", "1e-3"), neither too large nor too small for the     | |                     | type; always
-/// with ".", whatever the locale                                        | | `bool`              | "true" and
-/// "false"                                                                | | `std::string`       | every
-/// text, as it stands; the empty text is a text and not the default            | | enumeration         | the
-/// names of its table                                                            |
+/// | target                 | accepted                                                                 |
+/// |------------------------|--------------------------------------------------------------------------|
+/// | `int`, `int64_t`       | an optional "-" or "+", then decimal digits, in range ("007" is 7)       |
+/// | `unsigned`, `uint64_t` | an optional "+", then decimal digits, in range                           |
+/// | `double`               | an optional "-" or "+", then a decimal number in range, with or without  |
+/// |                        | fraction and exponent ("1.5", ".5", "2.", "1e-3"), with "." as the point |
+/// |                        | whatever the locale                                                      |
+/// | `bool`                 | "true" and "false"                                                       |
+/// | `std::string`          | every text as it stands; the empty text is a text, not the default       |
+/// | enumeration            | the names of its table                                                   |
 ///
 /// So blanks (also leading and trailing ones), hexadecimal forms, trailing text, "inf", "nan", "True", a
-/// number out of range and the empty text give the default.
+/// number out of range (for a `double` also one too near to 0) and the empty text give the default.
 ///
 /// The variables are written inside `UpdateSettings` and `TryUpdateSettings` only, on the thread that calls
 /// them.
