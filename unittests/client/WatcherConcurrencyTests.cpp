@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "client/EveryMode.h"
+#include "settings/client/InProcessServer.h"
 #include "zumra/settings/IChangeCallback.h"
 #include "zumra/settings/IniWatcher.h"
 #include "zumra/settings/SettingsWatcher.h"
@@ -138,7 +139,7 @@ TEST_P(WatcherConcurrencyTests, OwnChangesHaveArrivedWhenTheCallReturns) {
             IniWatcher watcher(&_client, &document);
             watcher.AddPattern("*");
             watcher.Update();
-            for (int i = 0; i < kRounds; ++i) {
+            for (int i = 0; i < 10 * kRounds; ++i) {  // what goes wrong here does so seldom
                 const std::string value = std::to_string(i);
                 _client.SetValue("[" + group + "]x", value);
                 const bool changed = i % 2 == 0 ? watcher.Update() : watcher.TryUpdate();
@@ -272,6 +273,36 @@ TEST_P(WatcherConcurrencyTests, ACallbackMayUseTheWatchers) {
     variables.UpdateSettings();
     EXPECT_EQ(document, All());
     EXPECT_EQ(std::to_string(number), document.GetValue("pair/1", "x"));
+}
+
+TEST_P(WatcherConcurrencyTests, AnUpdateMayRunACallbackThatUpdates) {
+    const client::InProcessServer server;
+    ZumraSettingsClient reader(server.Connect(GetParam()));
+    ZumraSettingsClient writer(server.Connect(GetParam()));
+    core::IniFile document;
+    IniWatcher documents(&reader, &document);
+    documents.AddPattern("a");
+    documents.Update();
+    int number = 0;
+    SettingsWatcher variables(&reader);
+    variables.AddSetting("a", "x", &number);
+    variables.UpdateSettings();
+    UsingCallback callback(documents, variables);
+    reader.Subscribe(&callback, "a");
+    for (int round = 1; round <= 20; ++round) {
+        writer.SetValue("[a]x", std::to_string(round));
+        if (round % 2 == 0) {
+            documents.Update();
+        } else {
+            variables.UpdateSettings();
+        }
+    }
+    reader.UnSubscribe(&callback);
+    EXPECT_GT(callback.calls, 0);
+    documents.Update();
+    variables.UpdateSettings();
+    EXPECT_EQ(document.GetValue("a", "x"), "20");
+    EXPECT_EQ(number, 20);
 }
 
 }  // namespace
