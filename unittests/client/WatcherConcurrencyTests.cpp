@@ -189,7 +189,19 @@ TEST_P(WatcherConcurrencyTests, WatchersComeAndGoWhileChangesArrive) {
 TEST_P(WatcherConcurrencyTests, OneWatcherMayBeUsedByManyThreads) {
     core::IniFile document;
     IniWatcher watcher(&_client, &document);
-    Start([this] { ChangeAtRandom(7); });
+    core::IniFile large;
+    for (int i = 0; i < 300; ++i) {
+        large["pair/large"][std::to_string(i)] = "";
+    }
+    _client.MergeSettings(large);  // takes time to apply, so that updates meet
+    std::atomic<bool> changing{true};
+    Start([&] {
+        ChangeAtRandom(7);
+        for (int i = 0; i < kRounds; ++i) {
+            _client.SetValue("[pair/large]x", std::to_string(i));
+        }
+        changing = false;
+    });
     Start([&] {
         for (int i = 0; i < 5; ++i) {
             watcher.AddPattern("random/" + std::to_string(i));
@@ -198,7 +210,7 @@ TEST_P(WatcherConcurrencyTests, OneWatcherMayBeUsedByManyThreads) {
     });
     for (int thread = 0; thread < 2; ++thread) {
         Start([&] {
-            for (int i = 0; i < kRounds; ++i) {
+            while (changing) {
                 watcher.Update();
             }
         });
