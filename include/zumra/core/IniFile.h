@@ -56,9 +56,8 @@ namespace zumra::core {
 ///
 /// - a value, when it begins or ends with a blank, begins with a double quote, holds a line end, or ends in a
 ///   carriage return;
-/// - a name, when it begins or ends with a blank, begins with a double quote, "[", "#" or ";", or holds "="
-/// or a
-///   line end;
+/// - a name, when it begins or ends with a blank, begins with a double quote, "[", "#" or ";",
+///   or holds "=" or a line end;
 /// - a group's name, when it begins with a double quote or holds a line end.
 ///
 /// So every document that is written is read back as the same document, whatever bytes it holds; in

@@ -12,10 +12,9 @@ namespace zumra::settings::common {
 
 /// Selects groups by exact name or by prefix pattern.
 ///
-/// An entry that ends in "*" is a pattern and stands for every group whose name begins with the text before
-/// the
-/// "*" ("abc*"; "*" alone stands for all groups, the empty-named one included). A "*" anywhere else is an
-/// ordinary character. Any other entry stands for the group of exactly that name.
+/// An entry that ends in "*" is a pattern and stands for every group whose name begins with what is before
+/// that "*" ("abc*"; "*" alone stands for all groups, the empty-named one included). A "*" anywhere else is
+/// an ordinary character. Any other entry stands for the group of exactly that name.
 ///
 /// Thread-safety: as of a standard container; const operations may run at the same time.
 ///
