@@ -89,6 +89,17 @@ TEST(ChangeRouterTest, RemovingGroupsKeepsTheRest) {
     EXPECT_EQ(router.ListenerCount(), 0U);
 }
 
+TEST(ChangeRouterTest, GroupsTakenAwayMayBeAddedAgain) {
+    ChangeRouter router;
+    RecordingListener listener;
+    router.Add(&listener, Groups({"a", "b*"}));
+    router.Remove(&listener, Groups({"a", "b*"}));
+    Tell(router, 1, {"a", "b1"});
+    router.Add(&listener, Groups({"a", "b*"}));
+    Tell(router, 2, {"a", "b1"});
+    EXPECT_EQ(listener.calls, (Calls{{2, {"a", "b1"}}}));
+}
+
 TEST(ChangeRouterTest, AllGroupsIsTheUnion) {
     ChangeRouter router;
     RecordingListener a;

@@ -77,8 +77,12 @@ TEST(SavingTest, NothingIsWrittenWhenNothingChanged) {
         store.OverwriteSettings(GroupNameMatcher("a"), Document("[a]\nx=1\n"));
         EXPECT_EQ(store.Revision(), 1U) << "an overwrite is a commit, but there is nothing to be written";
         store.Flush();
+        EXPECT_EQ(storage.saves, 0);
+        store.SetValue("a", "x", "2");
+        store.OverwriteSettings(GroupNameMatcher("a"), Document("[a]\nx=2\n"));
+        EXPECT_EQ(store.Statistics().savedRevision, 3U);
     }
-    EXPECT_EQ(storage.saves, 0);
+    EXPECT_EQ(storage.saves, 1);
 }
 
 TEST(SavingTest, SavedDocumentIsTheDifferenceFromTheDefaults) {
@@ -337,13 +341,13 @@ TEST(SavingTest, DeferredCommitsAreSavedTogether) {
     MemoryStorage storage;
     {
         SettingsManager store(&storage, nullptr, nullptr, Deferred(kNever));
-        for (int i = 0; i < 100; ++i) {
+        for (int i = 0; i <= 20000; ++i) {  // long enough that a saver which does not wait would have saved
             store.SetValue("a", "x", std::to_string(i));
+            std::this_thread::yield();
         }
-        EXPECT_EQ(storage.saves, 0);
         store.Flush();
         EXPECT_EQ(storage.saves, 1);
-        EXPECT_EQ(storage.settings, Document("[a]\nx=99\n"));
+        EXPECT_EQ(storage.settings, Document("[a]\nx=20000\n"));
         store.Flush();
         EXPECT_EQ(storage.saves, 1) << "nothing more to save";
         store.SetValue("a", "x", "end");
@@ -429,6 +433,21 @@ TEST(SavingTest, WhenSavedNeverBlocksWhenDeferred) {
     store.WhenSaved(2, [&](const std::exception_ptr& error) { failed.set_value(ErrorOf(error)); });
     EXPECT_EQ(failed.get_future().get(), "full");
     storage.Fail("");
+}
+
+TEST(SavingTest, WhoWaitsIsNotToldOfASaveThatBeganTooEarly) {
+    BlockingStorage storage;
+    SettingsManager store(&storage, nullptr, nullptr, Deferred(kNever));
+    store.SetValue("a", "x", "1");
+    std::promise<void> first;
+    std::promise<core::IniFile> second;
+    store.WhenSaved(1, [&](const std::exception_ptr&) { first.set_value(); });
+    storage.AwaitEntered(1);
+    store.SetValue("a", "x", "2");
+    store.WhenSaved(2, [&](const std::exception_ptr&) { second.set_value(storage.Saved()); });
+    storage.Open();
+    first.get_future().wait();
+    EXPECT_EQ(second.get_future().get(), Document("[a]\nx=2\n"));
 }
 
 TEST(SavingTest, ReadersAndDeferredWritersDoNotWaitForASave) {
@@ -582,6 +601,20 @@ TEST(SavingTest, IncrementalPersisterIsGivenAgainWhatItFailedToSave) {
     ASSERT_EQ(storage.calls.size(), 3U);
     EXPECT_EQ(storage.calls[2].changed, Document("[a]\nx=1\n[c]\nx=1\n"));
     EXPECT_EQ(storage.calls[2].removed, std::set<std::string>{"b"});
+}
+
+TEST(SavingTest, WhatWasTakenBackAfterAFailedSaveIsNotSaved) {
+    IncrementalStorage storage;
+    storage.settings = Document("[b]\nx=1\n");
+    SettingsManager store(&storage);
+    storage.fail = true;
+    EXPECT_THROW(store.SetValue("a", "x", "1"), osa::Exception);
+    EXPECT_THROW(store.EraseGroups(GroupNameMatcher("b")), osa::Exception);
+    EXPECT_THROW(store.EraseGroups(GroupNameMatcher("a")), osa::Exception);
+    storage.fail = false;
+    store.SetValue("b", "x", "2");
+    EXPECT_EQ(storage.calls.back().changed, Document("[b]\nx=2\n"));
+    EXPECT_EQ(storage.calls.back().removed, std::set<std::string>{"a"});
 }
 
 }  // namespace

@@ -194,6 +194,32 @@ TEST(StoreThreadsTest, TestAndMergeCountsEveryStepOnce) {
     EXPECT_EQ(store.Revision(), std::uint64_t{kThreads} * kSteps);
 }
 
+TEST(StoreThreadsTest, ReadOfSeveralGroupsIsOneState) {
+    SettingsManager store;
+    std::atomic<bool> stop{false};
+    std::atomic<bool> failed{false};
+    std::thread reader([&] {
+        while (!stop) {
+            core::IniFile all;
+            store.GetSettings(GroupNameMatcher("*"), all);
+            const bool isWhole = all.empty() || (all.HasGroup("a") && all.HasGroup("z"));
+            failed = failed || !isWhole || all.GetValue("a", "n") != all.GetValue("z", "n");
+        }
+    });
+    for (int i = 0; i < 3000; ++i) {
+        if (i % 3 == 2) {
+            store.EraseGroups(GroupNameMatcher("*"));
+            continue;
+        }
+        core::IniFile both;
+        both["a"]["n"] = both["z"]["n"] = std::to_string(i);
+        store.MergeSettings(both);
+    }
+    stop = true;
+    reader.join();
+    EXPECT_FALSE(failed);
+}
+
 TEST(StoreThreadsTest, SingleValuesSetInPlaceAreReadWhole) {
     SettingsManager store;
     const std::string texts[] = {std::string(2000, 'a'), std::string(10, 'b'), std::string(3000, 'c')};

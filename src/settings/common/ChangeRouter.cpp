@@ -25,7 +25,7 @@ struct ChangeRouter::Entry : std::enable_shared_from_this<Entry> {
     /// False from the moment the listener was removed; an entry whose own call removes it stays known until
     /// the call returns, so that one who comes back meanwhile is still called by one thread at a time.
     bool active ZUMRA_GUARDED_BY(mutex) = true;
-    std::list<Delivery::Item> queue ZUMRA_GUARDED_BY(mutex);
+    std::list<Delivery::Item> queue ZUMRA_GUARDED_BY(mutex);  ///< empty while not active
     bool inCall ZUMRA_GUARDED_BY(mutex) = false;
     std::thread::id caller ZUMRA_GUARDED_BY(mutex);
     std::uint64_t callsDone ZUMRA_GUARDED_BY(mutex) = 0;
@@ -76,7 +76,7 @@ bool Drain(Entry& entry, std::exception_ptr& failure) {
         return false;
     }
     entry.caller = std::this_thread::get_id();
-    while (entry.active && !entry.queue.empty()) {
+    while (!entry.queue.empty()) {
         current.splice(current.begin(), entry.queue, entry.queue.begin());
         entry.inCall = true;
         entry.mutex.Unlock();
