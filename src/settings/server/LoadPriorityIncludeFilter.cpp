@@ -47,8 +47,9 @@ Priorities PrioritiesOf(const core::IniFile& document, const std::string& source
     for (const auto& [group, text] : *declared) {
         const std::optional<std::int64_t> priority = ParsePriority(text);
         if (!priority) {
-            throw osa::Exception((source.empty() ? source : source + ": ") + "load priority line '" +
-                                 core::Printable(group + " = " + text) + "': expected a decimal integer");
+            std::string message = source.empty() ? source : source + ": ";
+            message.append("load priority line '").append(core::Printable(group + " = " + text));
+            throw osa::Exception(message + "': expected a decimal integer");
         }
         const auto at = priorities.find(group);
         if (at != priorities.end()) {

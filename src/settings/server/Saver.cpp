@@ -126,13 +126,13 @@ void Saver::Run() {
 /// False when there is nothing more to do, ever.
 bool Saver::AwaitWork() {
     for (;;) {
-        if (_busy) {
-            _changed.Wait(_mutex);
-        } else if (_stopping) {
+        if (!_busy && _stopping) {
             return _saved < _committed && !std::exchange(_lastAttemptMade, true);
-        } else if (IsDue()) {
+        }
+        if (!_busy && IsDue()) {
             return true;
-        } else if (_due) {
+        }
+        if (!_busy && _due) {
             _changed.WaitUntil(_mutex, *_due);
         } else {
             _changed.Wait(_mutex);

@@ -19,7 +19,8 @@ struct SaveOptions {
     std::chrono::milliseconds retryAfter{1000};
     std::chrono::milliseconds retryAfterAtMost{60000};
     /// Called after each save that failed, with the reason, and with null after the first that succeeds
-    /// again; on the thread that saved, under no lock. Must not throw. May be empty.
+    /// again; on the thread that saved, under no lock. Must neither throw nor commit to the store nor flush
+    /// it. May be empty.
     std::function<void(std::exception_ptr)> outcome;
 };
 
