@@ -47,8 +47,10 @@ Priorities PrioritiesOf(const core::IniFile& document, const std::string& source
     for (const auto& [group, text] : *declared) {
         const std::optional<std::int64_t> priority = ParsePriority(text);
         if (!priority) {
+            std::string line = group;
+            line.append(" = ").append(text);
             std::string message = source.empty() ? source : source + ": ";
-            message.append("load priority line '").append(core::Printable(group + " = " + text));
+            message.append("load priority line '").append(core::Printable(line));
             throw osa::Exception(message + "': expected a decimal integer");
         }
         const auto at = priorities.find(group);
