@@ -192,6 +192,7 @@ std::string HelpText(std::string_view program) {
     text += "\nA check may take 4 seconds; CK_DEFAULT_TIMEOUT in the environment sets other ones, and\n";
     text += "CK_TIMEOUT_MULTIPLIER multiplies every check's time.\n";
     text += "Status: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";
+    text += "Where Check itself cannot go on (no temporary file, no process to be had) the status is 2.\n";
     return text;
 }
 
