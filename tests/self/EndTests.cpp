@@ -94,6 +94,10 @@ CHECK(leaves_a_thread) {  // reported
     std::thread([] { Hang(); }).detach();
 }
 
+CHECK(lets_a_thread_come_to_its_end) {
+    std::thread([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); }).detach();
+}
+
 CHECK(joins_its_threads) {
     for (int i = 0; i < 20; ++i)
         std::thread([] {}).join();
@@ -143,7 +147,8 @@ Suite* FailThenHangTests() {
 }
 
 Suite* LeftThreadTests() {
-    return BuildSuite("LeftThreadTests", {{"all", {leaves_a_thread, joins_its_threads, passes}}});
+    return BuildSuite("LeftThreadTests",
+                      {{"all", {leaves_a_thread, joins_its_threads, lets_a_thread_come_to_its_end, passes}}});
 }
 
 }  // namespace zumra::tests

@@ -20,12 +20,20 @@ CHECK_IN_LOCAL_AND_MULTI_THREADED_MODES(two_modes_throw, ZumraSettingsClient& cl
     static_cast<void>(client.GetValue("no locator"));
 }
 
+void unknown_mode_run(int) {
+    const auto mode = static_cast<ZumraSettingsClient::OperationMode>(7);
+    RunCheckInMode(__FILE__, __LINE__, mode, [](ZumraSettingsClient&) {});  // reported
+}
+
+const TTest unknown_mode[] = {{"unknown_mode", unknown_mode_run, __FILE__, __LINE__}};
+
 const TestCase kAll = {
     "all",
     {
         three_modes_pass,
         three_modes_fail,
         two_modes_throw,
+        unknown_mode,
     },
 };
 
