@@ -122,6 +122,21 @@ TEST(SessionLimitTests, SubscriptionsAreLimitedTogether) {
     EXPECT_EQ(Feed(other, "unsubscribe\n" + name + "1\n.\nsubscribe\n" + name + "3\n.\n"), "");
 }
 
+/// What one connection asks for must not cost the others time, however it asks: were each entry to cost what
+/// all before it cost, this would take an hour.
+TEST(SessionLimitTests, AllSubscriptionsOneByOne) {
+    Server server;
+    Session session(server.env, {});
+    const std::size_t count = SessionLimits().listEntries;
+    for (const std::string command : {"subscribe", "unsubscribe"}) {
+        for (std::size_t i = 0; i < count; ++i) {
+            session.Feed(command + "\nResources/DSP/Consumers/" + std::to_string(i) + "\n.\n");
+        }
+        EXPECT_EQ(session.Subscriptions().Names().size(), command == "subscribe" ? count : 0);
+    }
+    EXPECT_FALSE(session.HasOutput());
+}
+
 TEST(SessionLimitTests, AReplyOverTheLimitEndsTheConnection) {
     Server server;
     RunWhole(server, "merge\n[a]\nx=" + std::string(500, 'x') + "\n.\n");

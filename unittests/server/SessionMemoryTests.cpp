@@ -112,6 +112,38 @@ TEST_P(SessionMemoryTests, WithoutMemoryAnAnswerIsAnErrorOrNone) {
     EXPECT_GT(failAt, 50U);
 }
 
+TEST_P(SessionMemoryTests, WithoutMemoryASubscriptionIsThereOrNot) {
+    bool failed = true;
+    for (std::size_t failAt = 1; failed; ++failAt) {
+        Server server;
+        Session session(server.env, {});
+        const std::string names = Group(1) + "\n" + Group(2) + "\n" + Group(3) + "*\n.\n";
+        const std::string request = "subscribe\n" + names;
+        {
+            const FailingMemory failing(failAt, GetParam());
+            session.Feed(request);
+            failed = failing.Failed();
+        }
+        const std::string output = Drain(session);
+        server.manager->SetValue(Group(1), "x", "1");
+        server.manager->SetValue(Group(3) + "4", "x", "1");
+        const bool told = session.HasOutput();
+        if (session.Ended()) {
+            EXPECT_EQ(session.EndReason(), "out of memory");
+            continue;
+        }
+        EXPECT_EQ(output, told ? "" : "error\nout of memory\n") << failAt;
+        EXPECT_EQ(session.Subscriptions().empty(), !told) << failAt;
+        EXPECT_EQ(
+            Feed(session, "unsubscribe\n" + names + "subscribe\n" + names + "sync\n"),
+            (told ? Notification(1) + "async change\n" + Group(3) + "4\n.\n[" + Group(3) + "4]\nx = 1\n\n.\n"
+                  : "") +
+                "synced\n");
+        server.manager->SetValue(Group(1), "x", "2");
+        EXPECT_TRUE(session.HasOutput()) << failAt;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(OnceAndForGood, SessionMemoryTests, ::testing::Bool());
 
 }  // namespace

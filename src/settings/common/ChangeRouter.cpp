@@ -55,6 +55,16 @@ namespace {
 
 using Entry = ChangeRouter::Entry;
 
+/// Takes names and patterns out, as far as they are there. Does not throw.
+void TakeAway(GroupNameMatcher& wanted, const GroupNameMatcher& groups) {
+    for (const std::string& name : groups.Names()) {
+        wanted.RemoveName(name);
+    }
+    for (const std::string& pattern : groups.Patterns()) {
+        wanted.Remove(pattern);
+    }
+}
+
 /// Waits until the call that runs now on another thread, if any, has returned.
 void AwaitReturn(Entry& entry) ZUMRA_REQUIRES(entry.mutex) {
     if (entry.caller == std::this_thread::get_id()) {
@@ -127,16 +137,15 @@ void ChangeRouter::Add(IChangeListener* listener, const GroupNameMatcher& groups
         entry = std::make_shared<Entry>(listener, _state);
     }
     const GroupNameMatcher fresh = Without(groups, entry->wanted);
-    GroupNameMatcher wanted = entry->wanted;
-    wanted.Add(fresh);
     try {
         state.index.Add(fresh, entry.get());
+        entry->wanted.Add(fresh);
         state.entries.emplace(listener, entry);
     } catch (...) {
         state.index.Remove(fresh, entry.get());
+        TakeAway(entry->wanted, fresh);
         throw;
     }
-    entry->wanted = std::move(wanted);
     osa::MutexLock entryLock(entry->mutex);
     if (isNew || !entry->active) {
         entry->active = true;
@@ -151,10 +160,8 @@ void ChangeRouter::Remove(IChangeListener* listener, const GroupNameMatcher& gro
     if (entry == nullptr) {
         return;
     }
-    GroupNameMatcher left;
-    left.Add(Without(entry->wanted, groups));
     state.index.Remove(groups, entry.get());
-    entry->wanted = std::move(left);
+    TakeAway(entry->wanted, groups);
 }
 
 void ChangeRouter::Remove(IChangeListener* listener) {

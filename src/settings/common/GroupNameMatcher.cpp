@@ -61,8 +61,13 @@ void GroupNameMatcher::AddNameOrPattern(std::string_view nameOrPattern) {
         Insert(_names, nameOrPattern);
         return;
     }
-    Insert(_patterns, nameOrPattern);
     Insert(_prefixes, WithoutStar(nameOrPattern));
+    try {
+        Insert(_patterns, nameOrPattern);
+    } catch (...) {
+        Erase(_prefixes, WithoutStar(nameOrPattern));
+        throw;
+    }
 }
 
 void GroupNameMatcher::AddNamesAndPatterns(const std::set<std::string>& namesAndPatterns) {
@@ -85,7 +90,9 @@ bool GroupNameMatcher::Remove(std::string_view nameOrPattern) {
     if (!IsPattern(nameOrPattern)) {
         return Erase(_names, nameOrPattern);
     }
-    return Erase(_prefixes, WithoutStar(nameOrPattern)) && Erase(_patterns, nameOrPattern);
+    // Also what an addition that failed half-way left of it.
+    Erase(_prefixes, WithoutStar(nameOrPattern));
+    return Erase(_patterns, nameOrPattern);
 }
 
 bool GroupNameMatcher::RemoveName(std::string_view name) {

@@ -47,14 +47,12 @@ void SessionNotifier::Subscribe(const common::GroupNameMatcher& groups) {
         osa::MutexLock lock(_mutex);
         fresh = Fresh(groups);
         CheckLimits(fresh);
-        _wanted.Add(fresh);
-        _wantedBytes += Bytes(fresh);
     }
     _subscribed = true;
     try {
+        Remember(fresh);
         _manager.Subscribe(this, fresh);
     } catch (...) {
-        osa::MutexLock lock(_mutex);
         Forget(fresh);
         throw;
     }
@@ -65,7 +63,6 @@ void SessionNotifier::Unsubscribe(const common::GroupNameMatcher& groups) {
         return;
     }
     _manager.UnSubscribe(this, groups);
-    osa::MutexLock lock(_mutex);
     Forget(groups);
 }
 
@@ -129,7 +126,21 @@ void SessionNotifier::CheckLimits(const common::GroupNameMatcher& fresh) const {
     }
 }
 
-void SessionNotifier::Forget(const common::GroupNameMatcher& groups) {
+void SessionNotifier::Remember(const common::GroupNameMatcher& fresh) {
+    osa::MutexLock lock(_mutex);
+    for (const std::string& name : fresh.Names()) {
+        _wanted.AddName(name);
+        _wantedBytes += name.size() + 1;
+    }
+    for (const std::string& pattern : fresh.Patterns()) {
+        _wanted.AddNameOrPattern(pattern);
+        _wantedBytes += pattern.size() + 1;
+    }
+}
+
+/// As far as they are there.
+void SessionNotifier::Forget(const common::GroupNameMatcher& groups) noexcept {
+    osa::MutexLock lock(_mutex);
     for (const std::string& name : groups.Names()) {
         _wantedBytes -= _wanted.RemoveName(name) ? name.size() + 1 : 0;
     }

@@ -49,7 +49,8 @@ private:
     [[nodiscard]] common::GroupNameMatcher Fresh(const common::GroupNameMatcher& groups) const
         ZUMRA_REQUIRES(_mutex);
     void CheckLimits(const common::GroupNameMatcher& fresh) const ZUMRA_REQUIRES(_mutex);
-    void Forget(const common::GroupNameMatcher& groups) ZUMRA_REQUIRES(_mutex);
+    void Remember(const common::GroupNameMatcher& fresh);
+    void Forget(const common::GroupNameMatcher& groups) noexcept;
 
     SettingsManager& _manager;
     const Identity* const _who;
