@@ -41,7 +41,7 @@ class ZumraSettingsClient;
 /// resource has changed since it was found to fit, otherwise it is decided again. So all uses together never
 /// exceed the total by reserving, and none overwrites another's. Of many who contend some always succeed;
 /// one whom others overtake 100 times in a row gives up with an exception, without having changed anything,
-/// and may simply try again. Pauses between its tries grow up to a quarter of a second.
+/// and may simply try again. Pauses between its tries grow up to a tenth of a second.
 ///
 /// Nothing is cached: each query reads one consistent state of the resource's settings, and an operation
 /// costs what the settings of the resource's consumers cost to read.

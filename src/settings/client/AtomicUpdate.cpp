@@ -14,8 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kFailuresWithoutPause = 2;
-constexpr int kMaxDoublings = 6;
-constexpr Clock::duration kLongestPause = std::chrono::milliseconds(250);
+constexpr int kMaxDoublings = 4;
+constexpr Clock::duration kLongestPause = std::chrono::milliseconds(100);
 
 class RandomPause {
 public:
