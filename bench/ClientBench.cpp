@@ -126,7 +126,7 @@ void Compare(benchmark::State& state, const char* ratio, unsigned repetitions, A
     for (auto _ : state) {
         bare.push_back(SecondsOf(repetitions, base));
         own.push_back(SecondsOf(repetitions, action));
-        state.SetIterationTime(own.back());
+        state.SetIterationTime(own.back() * repetitions);
     }
     state.counters["medianUs"] = Median(own) * 1e6;
     state.counters[ratio] = Median(own) / Median(bare);

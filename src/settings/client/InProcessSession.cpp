@@ -49,12 +49,16 @@ bool InProcessSession::WantsToSend() const {
     return !_unsent.empty() || _session->HasOutput();
 }
 
-bool InProcessSession::Serve() {
+bool InProcessSession::OnlyInputMatters() const {
+    return WantsInput() && !WantsToSend() && _session->Subscriptions().empty();
+}
+
+bool InProcessSession::Serve(bool waitForInput) {
     if (Ended()) {
         return false;
     }
     _session->Resume();
-    const bool received = WantsInput() && Receive();
+    const bool received = WantsInput() && Receive(waitForInput);
     const bool sent = Send();
     if (_session->Ended() && !WantsToSend()) {
         Close();
@@ -62,9 +66,9 @@ bool InProcessSession::Serve() {
     return received || sent;
 }
 
-bool InProcessSession::Receive() {
+bool InProcessSession::Receive(bool wait) {
     std::array<char, std::size_t{64} << 10> buffer;
-    const ssize_t received = ::recv(_socket.Get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    const ssize_t received = ::recv(_socket.Get(), buffer.data(), buffer.size(), wait ? 0 : MSG_DONTWAIT);
     if (received > 0) {
         _session->Feed({buffer.data(), static_cast<std::size_t>(received)});
     } else if (received == 0 || !WouldBlock(errno)) {

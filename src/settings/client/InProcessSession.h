@@ -15,18 +15,21 @@ class Session;
 namespace zumra::settings::client {
 
 /// The server's end of one connection to a store of this program: a session, and the socket that leads to it.
-/// Whoever has it runs it, without ever waiting in here.
+/// Whoever has it runs it.
 ///
 /// Thread-safety: one thread at a time.
 class InProcessSession {
 public:
-    /// `socket` does not block. `wake` is called on any thread when another's doing made work for `Serve`.
+    /// `wake` is called on any thread when another's doing made work for `Serve`.
     InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket,
                      std::function<void()> wake);
     ~InProcessSession();
 
-    /// Receives, executes and sends what can be, once; true when that was anything.
-    bool Serve();
+    /// Receives, executes and sends what can be, once; true when that was anything. `waitForInput` makes it
+    /// wait in the receiving.
+    bool Serve(bool waitForInput = false);
+    /// Nothing but input makes work for `Serve`: there is nothing to send, and no one else will change that.
+    [[nodiscard]] bool OnlyInputMatters() const;
     /// The connection is at its end and its socket closed.
     [[nodiscard]] bool Ended() const noexcept { return _socket.Get() < 0; }
 
@@ -41,7 +44,7 @@ public:
     [[nodiscard]] bool WantsToSend() const;
 
 private:
-    bool Receive();
+    bool Receive(bool wait);
     bool Send();
 
     const std::shared_ptr<InProcessStore> _store;
