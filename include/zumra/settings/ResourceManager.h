@@ -40,7 +40,7 @@ public:
     /// Reads nothing. Throws `zumra::osa::Exception` when `client` is null.
     explicit ResourceManager(ZumraSettingsClient* client);
     /// Leaves the settings alone.
-    ~ResourceManager();
+    ~ResourceManager();  // NOLINT(performance-trivially-destructible): may have more to do one day
     ResourceManager(const ResourceManager&) = delete;
     ResourceManager& operator=(const ResourceManager&) = delete;
 

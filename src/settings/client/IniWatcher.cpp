@@ -10,8 +10,8 @@ using client::Arrivals;
 using common::GroupNameMatcher;
 
 struct IniWatcher::State {
-    State(client::IBackend& backend_, core::IniFile& document_)
-        : backend(backend_), queue(backend_), document(document_) {}
+    State(client::IBackend& asked, core::IniFile& kept)
+        : backend(asked), queue(asked), document(kept) {}
 
     bool Apply() ZUMRA_EXCLUDES(mutex);
     void EraseMissing(const Arrivals& all) ZUMRA_REQUIRES(mutex);

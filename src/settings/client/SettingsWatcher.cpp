@@ -43,7 +43,7 @@ auto Assign(Value* target, Value defaultValue, Parse parse) {
 }  // namespace
 
 struct SettingsWatcher::State {
-    explicit State(client::IBackend& backend_) : backend(backend_), queue(backend_) {}
+    explicit State(client::IBackend& asked) : backend(asked), queue(asked) {}
 
     bool Update(bool mayWait, const ChangeHandler* handler) ZUMRA_EXCLUDES(mutex);
     void Ask(bool mayWait);
