@@ -10,8 +10,7 @@ using client::Arrivals;
 using common::GroupNameMatcher;
 
 struct IniWatcher::State {
-    State(client::IBackend& asked, core::IniFile& kept)
-        : backend(asked), queue(asked), document(kept) {}
+    State(client::IBackend& asked, core::IniFile& kept) : backend(asked), queue(asked), document(kept) {}
 
     bool Apply() ZUMRA_EXCLUDES(mutex);
     void EraseMissing(const Arrivals& all) ZUMRA_REQUIRES(mutex);
