@@ -36,11 +36,10 @@ protected:
                              const std::string& environment = "") const {
         // Each run has files of its own: some run at the same time.
         const std::string run = std::to_string(_runs++);
-        const std::string command = "ZUMRA_SETTINGS_SOCKET='" + _socket + "' " + environment + " '" +
-                                    std::string(ZUMRA_SETTINGS_PROGRAM) + "' " + arguments + " < '" +
-                                    _directory.Write("in" + run, input) + "' > '" +
-                                    _directory.File("out" + run) + "' 2> '" + _directory.File("err" + run) +
-                                    "'";
+        const std::string command =
+            "ZUMRA_SETTINGS_SOCKET='" + _socket + "' " + environment + " " + ZUMRA_EMULATOR + " '" +
+            ZUMRA_SETTINGS_PROGRAM + "' " + arguments + " < '" + _directory.Write("in" + run, input) +
+            "' > '" + _directory.File("out" + run) + "' 2> '" + _directory.File("err" + run) + "'";
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Text("out" + run), Text("err" + run)};
     }

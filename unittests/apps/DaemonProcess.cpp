@@ -11,6 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace zumra::settingsd {
@@ -24,6 +26,12 @@ constexpr int kPatienceMilliseconds = 60000;
     throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
+/// What runs a program of the machine that is built for; nothing where that is this machine.
+std::vector<std::string> EmulatorWords() {
+    std::istringstream words(ZUMRA_EMULATOR);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
 }  // namespace
 
 DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments) {
@@ -31,7 +39,8 @@ DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments) {
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         Fail("pipe");
     }
-    std::vector<std::string> words{ZUMRA_SETTINGSD_PROGRAM};
+    std::vector<std::string> words = EmulatorWords();
+    words.emplace_back(ZUMRA_SETTINGSD_PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& word : words) {
@@ -44,7 +53,7 @@ DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments) {
     }
     if (_process == 0) {
         ::dup2(ends[1], STDERR_FILENO);
-        ::execv(pointers[0], pointers.data());
+        ::execvp(pointers[0], pointers.data());
         ::_exit(127);
     }
     ::close(ends[1]);
