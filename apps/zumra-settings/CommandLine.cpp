@@ -25,7 +25,7 @@ struct Options {
 };
 
 bool WantsColor(const Options& options, const Terminal& terminal) {
-    const char* no = std::getenv("NO_COLOR");
+    const char* no = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nobody writes it
     const bool automatic = terminal.isTerminal && (no == nullptr || *no == '\0');
     return options.color == "always" || (options.color == "auto" && automatic);
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 
 #include "settings/client/connection/ConnectionBackend.h"
 #include "settings/client/connection/SocketStream.h"
@@ -36,7 +37,7 @@ FileDescriptor Open(const std::string& socket) {
     const void* generic = &address;
     if (descriptor.Get() < 0 ||
         ::connect(descriptor.Get(), static_cast<const sockaddr*>(generic), sizeof address) != 0) {
-        Fail(socket, std::strerror(errno));
+        Fail(socket, std::generic_category().message(errno));
     }
     return descriptor;
 }
@@ -59,11 +60,12 @@ std::string Content(const std::string& reply) {
 }  // namespace
 
 std::string DefaultSocket() {
-    const char* named = std::getenv("ZUMRA_SETTINGS_SOCKET");
+    const char* named =
+        std::getenv("ZUMRA_SETTINGS_SOCKET");  // NOLINT(concurrency-mt-unsafe): nobody writes it
     if (named != nullptr && *named != '\0') {
         return named;
     }
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-mt-unsafe): nobody writes it
     if (runtime != nullptr && *runtime == '/') {
         const std::string own = std::string(runtime) + "/zumra/settings.sock";
         struct stat status {};
@@ -85,14 +87,14 @@ core::IniFile AskReport(const std::string& socket, const std::string& name) {
     const std::string request = name + "\n";
     if (::send(descriptor.Get(), request.data(), request.size(), MSG_NOSIGNAL) < 0 ||
         ::shutdown(descriptor.Get(), SHUT_WR) != 0) {
-        Fail(socket, std::strerror(errno));
+        Fail(socket, std::generic_category().message(errno));
     }
     std::string reply;
     std::array<char, 65536> block{};
     for (ssize_t got = 1; got > 0;) {
         got = ::recv(descriptor.Get(), block.data(), block.size(), 0);
         if (got < 0) {
-            Fail(socket, std::strerror(errno));
+            Fail(socket, std::generic_category().message(errno));
         }
         reply.append(block.data(), static_cast<std::size_t>(got));
     }

@@ -1,11 +1,11 @@
 #include "zumra-settings/Documents.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <istream>
 #include <iterator>
 #include <ostream>
+#include <system_error>
 
 #include "zumra/osa/Exception.h"
 #include "zumra/settings/common/SettingLocator.h"
@@ -54,7 +54,7 @@ std::string ReadText(Context& context, const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file.is_open() || file.bad()) {
-        throw osa::Exception("cannot read '" + path + "': " + std::strerror(errno));
+        throw osa::Exception("cannot read '" + path + "': " + std::generic_category().message(errno));
     }
     return text;
 }

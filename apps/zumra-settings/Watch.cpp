@@ -59,6 +59,7 @@ int Execute(const std::string& command, const Change& change) {
     for (const std::string& group : change.groups) {
         names += (names.empty() ? "" : "\n") + group;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else reads it
     ::setenv("ZUMRA_CHANGED_GROUPS", names.c_str(), 1);
     std::FILE* pipe = ::popen(command.c_str(), "w");
     if (pipe == nullptr) {

@@ -7,7 +7,7 @@
 #include <asio/write.hpp>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace zumra::settingsd {
@@ -119,7 +119,7 @@ bool Connection::ReceiveBlock() {
         _inputEnded = true;
         _session->Finish();
     } else if (errno != EAGAIN && errno != EINTR) {
-        Close(std::strerror(errno));
+        Close(std::generic_category().message(errno));
     }
     return false;
 }

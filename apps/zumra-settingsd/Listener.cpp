@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include "storage/StoreLock.h"
 #include "zumra/osa/Exception.h"
@@ -24,7 +25,7 @@ constexpr int kBacklog = 512;
 }
 
 [[noreturn]] void FailWithErrno(const std::string& path) {
-    Fail(path, std::strerror(errno));
+    Fail(path, std::generic_category().message(errno));
 }
 
 sockaddr_un Address(const std::string& path) {
@@ -68,7 +69,8 @@ void RemoveStale(const std::string& path, const sockaddr_un& address) {
 }
 
 void SetGroup(const std::string& path, const std::string& name) {
-    const ::group* found = ::getgrnam(name.c_str());
+    const ::group* found =
+        ::getgrnam(name.c_str());  // NOLINT(concurrency-mt-unsafe): before there are threads
     if (found == nullptr) {
         Fail(path, "there is no group of users '" + name + "'");
     }

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <system_error>
 
 #include "zumra/osa/Exception.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 /// Relative paths in these variables are to be ignored, as their definition says.
 std::string FromEnvironment(const char* name) {
-    const char* value = std::getenv(name);
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody writes it
     return value != nullptr && *value == '/' ? value : "";
 }
 
@@ -45,7 +45,7 @@ std::string TemporaryFolder() {
 void RefuseForeign(const std::string& folder) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
-        CannotMake(folder, std::strerror(errno));
+        CannotMake(folder, std::generic_category().message(errno));
     }
     if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & 0022) != 0) {
         CannotMake(folder, "it is there already and others may write to it");
@@ -80,7 +80,7 @@ void MakeFolderOf(const std::string& path) {
          slash = path.find('/', slash + 1)) {
         const std::string folder = path.substr(0, slash);
         if (::mkdir(folder.c_str(), IsRoot() ? 0755 : 0700) != 0 && errno != EEXIST && !IsFolder(folder)) {
-            CannotMake(folder, std::strerror(errno));
+            CannotMake(folder, std::generic_category().message(errno));
         }
         if (folder == TemporaryFolder()) {
             RefuseForeign(folder);

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -28,7 +27,7 @@ core::IniFile ReadDocument(const std::string& path) {
     storage::SystemFileCalls calls;
     const std::optional<std::string> text = storage::ReadFile(calls, path);
     if (!text) {
-        throw osa::Exception("cannot read '" + path + "': " + std::strerror(ENOENT));
+        throw osa::Exception("cannot read '" + path + "': " + std::generic_category().message(ENOENT));
     }
     core::IniFile document;
     try {
@@ -69,13 +68,17 @@ std::optional<std::uint32_t> Number(std::string_view text) {
 }
 
 std::optional<std::uint32_t> UserId(const std::string& name) {
-    const passwd* found = ::getpwnam(name.c_str());
+    const passwd* found = ::getpwnam(name.c_str());  // NOLINT(concurrency-mt-unsafe): one reload at a time
     return found != nullptr ? std::optional<std::uint32_t>(found->pw_uid) : Number(name);
 }
 
 std::optional<std::uint32_t> GroupId(const std::string& name) {
-    const ::group* found = ::getgrnam(name.c_str());
+    const ::group* found = ::getgrnam(name.c_str());  // NOLINT(concurrency-mt-unsafe): the same
     return found != nullptr ? std::optional<std::uint32_t>(found->gr_gid) : Number(name);
+}
+
+std::string Where(const std::string& path, const std::string& group, const std::string& name) {
+    return "'" + path + "', group '" + group + "', '" + name + "'";
 }
 
 bool StartsWith(std::string_view text, std::string_view prefix) {
@@ -179,7 +182,7 @@ RestrictedGroups RestrictedFile::LoadRestrictedGroups() {
         rule.groups.AddNameOrPattern(pattern);
         rule.readers.everyone = rule.writers.everyone = true;
         for (const auto& [name, text] : values) {
-            const std::string where = "'" + _path + "', group '" + pattern + "', '" + name + "'";
+            const std::string where = Where(_path, pattern, name);
             if (name != "read" && name != "write") {
                 throw osa::Exception(where + ": expected 'read' or 'write'");
             }

@@ -1,9 +1,9 @@
 #include "storage/IniFileStore.h"
 
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "storage/FileCalls.h"
@@ -92,7 +92,8 @@ core::IniFile IniFileStore::LoadPrevious(const std::string& reason) {
 void IniFileStore::SetAside() {
     const std::string broken = _path + ".broken";
     if (_calls.Rename(_path.c_str(), broken.c_str()) != 0) {
-        throw osa::Exception("cannot set '" + _path + "' aside as '" + broken + "': " + std::strerror(errno));
+        throw osa::Exception("cannot set '" + _path + "' aside as '" + broken +
+                             "': " + std::generic_category().message(errno));
     }
     SyncDirectoryOf(_calls, _path);
     _warn("'" + _path + "' was set aside as '" + broken + "'");

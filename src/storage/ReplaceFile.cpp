@@ -3,7 +3,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include "storage/FileCalls.h"
 #include "zumra/osa/Exception.h"
@@ -15,7 +15,8 @@ namespace {
 constexpr mode_t kOwnerOnly = 0600;
 
 [[noreturn]] void Fail(const char* what, const std::string& path, int error) {
-    throw osa::Exception(std::string("cannot ") + what + " '" + path + "': " + std::strerror(error));
+    throw osa::Exception(std::string("cannot ") + what + " '" + path +
+                         "': " + std::generic_category().message(error));
 }
 
 /// An open file that is closed at the latest when it goes out of scope.

@@ -6,9 +6,9 @@
 
 #include <cerrno>
 #include <concepts>
-#include <cstring>
 #include <functional>
 #include <string_view>
+#include <system_error>
 
 #include "zumra/osa/Exception.h"
 
@@ -23,7 +23,8 @@ constexpr int kVersion = 1;
 void MakeFile(const std::string& path) {
     const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
-        throw osa::Exception("cannot use settings database '" + path + "': " + std::strerror(errno));
+        throw osa::Exception("cannot use settings database '" + path +
+                             "': " + std::generic_category().message(errno));
     }
     ::close(fd);
 }

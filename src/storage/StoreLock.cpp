@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include "zumra/osa/Exception.h"
 
@@ -15,7 +15,7 @@ StoreLock::StoreLock(const std::string& path) {
     const std::string lock = path + ".lock";
     _fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (_fd < 0) {
-        throw osa::Exception("cannot lock '" + lock + "': " + std::strerror(errno));
+        throw osa::Exception("cannot lock '" + lock + "': " + std::generic_category().message(errno));
     }
     if (::flock(_fd, LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
@@ -23,7 +23,7 @@ StoreLock::StoreLock(const std::string& path) {
         if (error == EWOULDBLOCK) {
             throw osa::Exception("'" + path + "' is in use by another process");
         }
-        throw osa::Exception("cannot lock '" + lock + "': " + std::strerror(error));
+        throw osa::Exception("cannot lock '" + lock + "': " + std::generic_category().message(error));
     }
 }
 
