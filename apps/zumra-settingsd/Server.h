@@ -15,8 +15,8 @@
 
 namespace zumra::settingsd {
 
-/// Accepts clients and serves them, all on the event loop's thread. Adds the reports "stats" (group "Server"),
-/// "clients" (a group a connection) and "defaults" (the default settings) to the protocol.
+/// Accepts clients and serves them, all on the event loop's thread. Adds the reports "stats" (group
+/// "Server"), "clients" (a group a connection) and "defaults" (the default settings) to the protocol.
 class Server {
 public:
     struct Limits {
