@@ -67,7 +67,7 @@ std::string DefaultSocket() {
     }
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-mt-unsafe): nobody writes it
     if (runtime != nullptr && *runtime == '/') {
-        const std::string own = std::string(runtime) + "/zumra/settings.sock";
+        std::string own = std::string(runtime) + "/zumra/settings.sock";
         struct stat status {};
         if (::stat(own.c_str(), &status) == 0) {
             return own;
