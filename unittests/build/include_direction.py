@@ -34,7 +34,7 @@ ALLOWED = {
     "client": {"export", "osa", "core", "common"},
     "factory": {"export", "osa", "core", "common", "server", "client"},
     "storage": {"export", "osa", "core", "common", "server"},
-    "apps": {"export", "osa", "core", "common", "server", "client", "storage"},
+    "apps": {"export", "osa", "core", "common", "server", "client", "storage", "check"},
 }
 
 # These layers touch no sockets, files or clocks.
