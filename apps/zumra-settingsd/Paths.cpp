@@ -37,7 +37,7 @@ std::string TemporaryFolder() {
     return "/tmp/zumra-" + std::to_string(::geteuid());
 }
 
-[[noreturn]] void CannotMake(const std::string& folder, const char* reason) {
+[[noreturn]] void CannotMake(const std::string& folder, const std::string& reason) {
     throw osa::Exception("cannot make folder '" + folder + "': " + reason);
 }
 
