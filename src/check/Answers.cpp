@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "check/Registry.h"
+#include "check/SuiteContent.h"
 
 namespace zumra::check {
 
@@ -10,11 +10,8 @@ namespace {
 
 /// One line a check: "SUITE/CASE/CHECK".
 std::string ListChecks(const zu_check_suite& suite) {
-    registry.StartLooking();
-    SRunner* const owner = srunner_create(suite.builder());
-    srunner_free(owner);
     std::string lines;
-    for (const CheckDescription& check : registry.Shown())
+    for (const CheckDescription& check : SelectedChecks(suite.builder))
         lines += std::string(check.suite) + "/" + check.testCase + "/" + check.name + "\n";
     return lines;
 }
@@ -23,7 +20,7 @@ std::string List(const CommandLine& commandLine, const zu_check_suite* suites) {
     const bool withChecks = commandLine.print == CommandLine::Print::kVerbose;
     std::string lines;
     for (; suites != nullptr && suites->name != nullptr; ++suites)
-        if (commandLine.Enables(suites->name))
+        if (Enables(commandLine.selection, *suites))
             lines += withChecks ? ListChecks(*suites) : std::string(suites->name) + "\n";
     return lines;
 }

@@ -13,7 +13,7 @@ namespace {
 using Names = std::vector<std::string_view>;
 
 /// What options decide; deciding one of them twice, differently, is a contradiction.
-enum class Setting { kAnswer, kFork, kPrint, kXml };
+enum class Setting { kAnswer, kFork, kPrint, kXml, kSelection };
 
 struct Option {
     std::string_view longName;
@@ -27,6 +27,8 @@ struct Option {
     void (*apply)(CommandLine& line, std::string_view value);
 
     [[nodiscard]] bool TakesValue() const { return value.empty(); }
+    /// Each use adds to what the earlier ones said.
+    [[nodiscard]] bool IsRepeatable() const { return setting == Setting::kSelection; }
 };
 
 std::string Quoted(std::string_view text) {
@@ -63,8 +65,18 @@ void SetXml(CommandLine& line, std::string_view value) {
     line.xmlPath = std::string(value);
 }
 
+void AddFilter(CommandLine& line, std::string_view value) {
+    line.selection.filters.emplace_back(value);
+}
+
+void AddExclude(CommandLine& line, std::string_view value) {
+    line.selection.excludes.emplace_back(value);
+}
+
 // clang-format off
 constexpr std::array kOptions = {
+    Option{"--filter", "", "", "GLOB", "run only checks whose SUITE/CASE/CHECK matches", Setting::kSelection, AddFilter},
+    Option{"--exclude", "-x", "", "GLOB", "leave out checks whose SUITE/CASE/CHECK matches", Setting::kSelection, AddExclude},
     Option{"--list", "-l", "list", "", "list the suites, with -v every check, and run nothing", Setting::kAnswer, SetAnswer},
     Option{"--fork", "", "yes", "", "run each check in a process of its own (default)", Setting::kFork, SetFork},
     Option{"--no-fork", "", "no", "", "run all checks in one process", Setting::kFork, SetFork},
@@ -129,21 +141,28 @@ private:
         Apply(option, {name + " " + std::string(value), value});
     }
 
-    /// One or several letters: "-q", "-lv".
+    /// One or several letters: "-q", "-lv"; a value may follow at once or as the next argument.
     void TakeShort(std::string_view argument) {
-        for (const char letter : argument.substr(1)) {
-            const std::string name{'-', letter};
+        for (std::size_t i = 1; i < argument.size(); ++i) {
+            const std::string name{'-', argument[i]};
             const Option& option =
                 Find(name, &Option::shortName, argument.size() == 2 ? "" : " in " + Quoted(argument));
+            if (option.TakesValue())
+                return TakeShortsValue(option, argument.substr(i + 1));
             Apply(option, {name, option.value});
         }
+    }
+
+    void TakeShortsValue(const Option& option, std::string_view rest) {
+        const std::string_view value = rest.empty() ? FollowingValue(option) : rest;
+        Apply(option, {std::string(option.shortName) + " " + std::string(value), value});
     }
 
     void TakeSuite(std::string_view name) {
         if (_knownSuites &&
             std::find(_knownSuites->begin(), _knownSuites->end(), name) == _knownSuites->end())
             throw CommandLineError("unknown suite " + Quoted(name) + DidYouMean(name, *_knownSuites));
-        _result.suites.emplace(name);
+        _result.selection.suites.emplace(name);
     }
 
     std::string_view FollowingValue(const Option& option) {
@@ -155,7 +174,7 @@ private:
 
     void Apply(const Option& option, const Given& given) {
         const auto [earlier, isFirst] = _given.try_emplace(option.setting, given);
-        if (!isFirst && earlier->second.value != given.value)
+        if (!option.IsRepeatable() && !isFirst && earlier->second.value != given.value)
             throw CommandLineError("option " + Quoted(given.spelling) + " contradicts " +
                                    Quoted(earlier->second.spelling));
         option.apply(_result, given.value);
@@ -189,6 +208,9 @@ std::string HelpText(std::string_view program) {
     text += "Runs the named suites, all of them when none is named, in their fixed order.\n\n";
     for (const Option& option : kOptions)
         text += HelpLine(option);
+    text +=
+        "\nA GLOB is for the whole name, as -l -v shows it; * ? [...] also stand for a slash. --filter and\n";
+    text += "--exclude may be given several times; selecting no check at all is an error.\n";
     text += "\nA check may take 4 seconds; CK_DEFAULT_TIMEOUT in the environment sets other ones, and\n";
     text += "CK_TIMEOUT_MULTIPLIER multiplies every check's time.\n";
     text += "Status: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "check/Selection.h"
 
 namespace zumra::check {
 
@@ -24,12 +25,7 @@ struct CommandLine {
     bool fork = true;
     Print print = Print::kNormal;
     std::optional<std::string> xmlPath;
-    /// Empty: all.
-    std::set<std::string, std::less<>> suites;
-
-    [[nodiscard]] bool Enables(std::string_view suite) const {
-        return suites.empty() || suites.find(suite) != suites.end();
-    }
+    Selection selection;
 };
 
 /// Reads the arguments after the program's name. `knownSuites`: what may be named; without it any name may.

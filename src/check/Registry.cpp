@@ -8,7 +8,9 @@ namespace zumra::check {
 Registry registry;
 
 bool Registry::Register(const CheckDescription& check) {
-    _checks.push_back(check);
+    if (!_selection.Selects(check))
+        return false;
+    (_looking ? _shown : _checks).push_back(check);
     return !_looking;
 }
 
@@ -18,13 +20,17 @@ const CheckDescription* Registry::Find(const char* name) const {
     return found == _checks.end() ? nullptr : &*found;
 }
 
+void Registry::Select(Selection selection) {
+    _selection = std::move(selection);
+}
+
 void Registry::StartLooking() {
     _looking = true;
 }
 
 std::vector<CheckDescription> Registry::Shown() {
     _looking = false;
-    return std::exchange(_checks, {});
+    return std::exchange(_shown, {});
 }
 
 bool RegisterCheck(const CheckDescription& check) {

@@ -6,6 +6,8 @@
 
 #include "check/Answers.h"
 #include "check/CommandLine.h"
+#include "check/Registry.h"
+#include "check/SuiteContent.h"
 #include "check/XmlPath.h"
 
 #pragma weak __zu_check_suites
@@ -53,6 +55,8 @@ void IgnoreEnvironment() {
 CommandLine Read(int argc, char** argv) {
     const std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     CommandLine commandLine = zumra::check::ParseCommandLine(arguments, KnownSuites());
+    zumra::check::registry.Select(commandLine.selection);
+    zumra::check::RequireSelectedChecks(commandLine.selection, __zu_check_suites);
     if (commandLine.xmlPath)
         zumra::check::RequireWritable(*commandLine.xmlPath);
     return commandLine;
@@ -100,7 +104,8 @@ void __zu_check_add_suite_if_enabled(SRunner** runner, const char* name, zu_chec
                                      zu_check_cfg* cfg, SRunner* (*create)(Suite*),
                                      void (*add)(SRunner*, Suite*)) {
     const CommandLine& commandLine = cfg->selection->commandLine;
-    if (commandLine.answer != CommandLine::Answer::kRun || !commandLine.Enables(name))
+    if (commandLine.answer != CommandLine::Answer::kRun ||
+        !zumra::check::Enables(commandLine.selection, {name, builder}))
         return;
     Suite* const suite = builder();
     if (*runner == nullptr)

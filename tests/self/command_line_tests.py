@@ -94,6 +94,26 @@ class CommandLine(unittest.TestCase):
                          [(suite, list(cases.items())) for suite, cases in SUITES.items()])
         self.assertEqual(sum(sum(cases.values()) for cases in counts.values()), 139)
 
+    def test_filters_choose_what_is_listed_and_run(self):
+        patterns = ["--filter", "*/gnm_get_*", "--filter=*/gnm_serialize*", "-x", "*_patterns"]
+        self.assertEqual(self.assert_answered("-lv", *patterns).splitlines(),
+                         ["GroupNameMatcherTests/all/gnm_serialize_ini_names"])
+        self.assertEqual(self.assert_answered("--list", "--filter", "*/get/*__kLocal"),
+                         "ResourceManagerTests\nResourceReserverTests\n")
+        for mode in "--fork", "--no-fork":
+            result = run(mode, "-v", *patterns)
+            self.assertRegex(result.stdout, r"(?s)^Running suite\(s\): GroupNameMatcherTests\n"
+                                            r"100%: Checks: 1, Failures: 0, Errors: 0\n.*:gnm_serialize_ini_names:0: Passed\n$")
+            self.assertEqual(result.returncode, 0)
+        self.assertIn("100%: Checks: 3, Failures: 0, Errors: 0\n",
+                      run("GroupNameMatcherTests", "--no-fork", "-x*/gnm_match_ini_file").stdout)
+
+    def test_selecting_nothing_is_an_error(self):
+        says = "no check is selected; patterns are for the whole SUITE/CASE/CHECK, see --list -v"
+        for arguments in (["--filter", "gnm_match_ini_file"], ["-x", "*"], ["GroupNameMatcherTests", "--filter", "Command*"],
+                          ["--list", "--filter", "none"]):
+            self.assert_rejected(*arguments, says=says)
+
     def test_verbose_list_shows_every_check_that_runs(self):
         listed = self.assert_answered("-l", "-v").splitlines()
         self.assertEqual([line for line in listed if line.startswith("GroupNameMatcherTests/")],

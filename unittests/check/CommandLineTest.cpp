@@ -29,14 +29,14 @@ TEST(CommandLine, RunsAllSuitesForkedWithoutArguments) {
     EXPECT_TRUE(line.fork);
     EXPECT_EQ(line.print, CommandLine::Print::kNormal);
     EXPECT_FALSE(line.xmlPath.has_value());
-    EXPECT_TRUE(line.Enables("IniWatcherTests"));
+    EXPECT_TRUE(line.selection.Enables("IniWatcherTests"));
 }
 
 TEST(CommandLine, EnablesTheNamedSuitesAlone) {
     const CommandLine line = Parse({"SubscribeTests", "IniWatcherTests", "SubscribeTests"});
-    EXPECT_TRUE(line.Enables("SubscribeTests"));
-    EXPECT_TRUE(line.Enables("IniWatcherTests"));
-    EXPECT_FALSE(line.Enables("SettingsWatcherTests"));
+    EXPECT_TRUE(line.selection.Enables("SubscribeTests"));
+    EXPECT_TRUE(line.selection.Enables("IniWatcherTests"));
+    EXPECT_FALSE(line.selection.Enables("SettingsWatcherTests"));
 }
 
 TEST(CommandLine, ReadsEveryOption) {
@@ -63,11 +63,18 @@ TEST(CommandLine, ReadsOptionsBetweenSuitesAndSeveralLettersAtOnce) {
     EXPECT_EQ(line.answer, CommandLine::Answer::kList);
     EXPECT_EQ(line.print, CommandLine::Print::kVerbose);
     EXPECT_FALSE(line.fork);
-    EXPECT_EQ(line.suites.size(), 2U);
+    EXPECT_EQ(line.selection.suites.size(), 2U);
 }
 
 TEST(CommandLine, TakesTheValueOfAnOptionAsItIs) {
     EXPECT_EQ(Parse({"--xml", "--fork"}).xmlPath, "--fork");
+}
+
+TEST(CommandLine, CollectsFiltersInTheirOrder) {
+    const Selection selection =
+        Parse({"--filter", "a/*", "-x", "b", "--filter=c", "-xd", "-vx", "-e", "--exclude", "f"}).selection;
+    EXPECT_EQ(selection.filters, (std::vector<std::string>{"a/*", "c"}));
+    EXPECT_EQ(selection.excludes, (std::vector<std::string>{"b", "d", "-e", "f"}));
 }
 
 TEST(CommandLine, AcceptsRepetitionThatContradictsNothing) {
@@ -92,8 +99,8 @@ TEST(CommandLine, RejectsUnknownNamesWithTheNearestValidOne) {
     EXPECT_EQ(Rejection({"--frok"}), "unknown option '--frok'; did you mean '--fork'?");
     EXPECT_EQ(Rejection({"--nofork"}), "unknown option '--nofork'; did you mean '--no-fork'?");
     EXPECT_EQ(Rejection({"--xm=a"}), "unknown option '--xm'; did you mean '--xml'?");
-    EXPECT_EQ(Rejection({"-x"}), "unknown option '-x'; did you mean '-l'?");
-    EXPECT_EQ(Rejection({"-vx"}), "unknown option '-x' in '-vx'; did you mean '-l'?");
+    EXPECT_EQ(Rejection({"-y"}), "unknown option '-y'; did you mean '-x'?");
+    EXPECT_EQ(Rejection({"-vy"}), "unknown option '-y' in '-vy'; did you mean '-x'?");
     EXPECT_EQ(Rejection({"-"}), "unknown suite '-'; did you mean 'SubscribeTests'?");
     EXPECT_EQ(Rejection({""}), "unknown suite ''; did you mean 'SubscribeTests'?");
     EXPECT_EQ(Rejection({"--", "--fork"}), "unknown suite '--fork'; did you mean 'SubscribeTests'?");
@@ -103,19 +110,20 @@ TEST(CommandLine, RejectsUnknownNamesWithTheNearestValidOne) {
 
 TEST(CommandLine, RejectsMissingAndSuperfluousValues) {
     EXPECT_EQ(Rejection({"--xml"}), "option '--xml' needs a value: FILE");
+    EXPECT_EQ(Rejection({"-x"}), "option '--exclude' needs a value: GLOB");
     EXPECT_EQ(Rejection({"--print"}), "option '--print' needs a value: MODE");
     EXPECT_EQ(Rejection({"--xml="}), "option '--xml' needs the name of a file, not an empty text");
     EXPECT_EQ(Rejection({"--fork=yes"}), "option '--fork' takes no value");
 }
 
 TEST(CommandLine, AcceptsAnySuiteWhenTheProgramNamesNone) {
-    EXPECT_TRUE(ParseCommandLine({"Whatever"}, std::nullopt).Enables("Whatever"));
+    EXPECT_TRUE(ParseCommandLine({"Whatever"}, std::nullopt).selection.Enables("Whatever"));
 }
 
 TEST(CommandLine, HelpNamesEveryOption) {
     const std::string help = HelpText("checks");
-    for (const char* option : {"--list", "-l", "--fork", "--no-fork", "--print", "-q", "-v", "--xml",
-                               "--help", "-h", "--version", "-V"})
+    for (const char* option : {"--filter", "--exclude", "-x", "--list", "-l", "--fork", "--no-fork",
+                               "--print", "-q", "-v", "--xml", "--help", "-h", "--version", "-V"})
         EXPECT_NE(help.find(option), std::string::npos) << option;
     EXPECT_EQ(help.find("Usage: checks "), 0U);
 }

@@ -31,5 +31,26 @@ TEST(Registry, ShowsChecksWithoutAddingThem) {
     EXPECT_TRUE(registry.Register({"Suite", "one", first, 0}));
 }
 
+TEST(Registry, KeepsWhatIsAddedWhileLooking) {
+    Registry registry;
+    EXPECT_TRUE(registry.Register({"Suite", "one", first, 0}));
+    registry.StartLooking();
+    EXPECT_FALSE(registry.Register({"Suite", "two", second, 0}));
+    EXPECT_EQ(registry.Shown().size(), 1U);
+    EXPECT_NE(registry.Find(first), nullptr);
+}
+
+TEST(Registry, TakesOnlyWhatIsSelected) {
+    Registry registry;
+    registry.Select({{}, {"Suite/one/*"}, {}});
+    EXPECT_TRUE(registry.Register({"Suite", "one", first, 0}));
+    EXPECT_FALSE(registry.Register({"Suite", "two", second, 0}));
+    EXPECT_EQ(registry.Find(second), nullptr);
+    registry.StartLooking();
+    EXPECT_FALSE(registry.Register({"Suite", "one", first, 0}));
+    EXPECT_FALSE(registry.Register({"Suite", "two", second, 0}));
+    EXPECT_EQ(registry.Shown().size(), 1U);
+}
+
 }  // namespace
 }  // namespace zumra::check

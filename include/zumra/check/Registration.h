@@ -15,7 +15,8 @@ struct CheckDescription {
 };
 
 /// Called by a suite's builder for each check, before it adds the check to its test case; false: do not add
-/// it, the suite is built only to see what is in it.
+/// it, because the command line leaves it out or because the suite is built only to see what is in it.
+/// Checks that are added without this call are neither listed nor filtered.
 ///
 /// Thread-safety: the thread of the entry point, before the run.
 [[nodiscard]] ZUMRA_EXPORT bool RegisterCheck(const CheckDescription& check);
