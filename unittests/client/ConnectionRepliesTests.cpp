@@ -158,6 +158,8 @@ TEST(ConnectionRepliesTests, FailedSubscriptionIsForgotten) {
     const auto backend = Connect("error\nno\nsynced\nsynced\n", kWhole, &sent);
     test::NullCallback callback;
     EXPECT_EQ(Thrown([&] { backend->Subscribe(&callback, test::Groups({"a"})); }), "no");
+    EXPECT_EQ(sent, "subscribe\na\n.\nsync\nunsubscribe\na\n.\nsync\n")
+        << "another's call may have asked for it meanwhile";
     sent.clear();
     backend->UnSubscribe(&callback);
     EXPECT_EQ(sent, "") << "there is nothing to unsubscribe";

@@ -40,6 +40,19 @@ public:
         }
         _received.erase(0, _received.find(line + "\n") + line.size() + 1);
     }
+    /// Answers every request that ends with a "sync", until the client goes.
+    void AnswerSyncs() {
+        char byte = 0;
+        while (::recv(_socket.Get(), &byte, 1, 0) == 1) {
+            _received += byte;
+            if (_received.find("sync\n") != std::string::npos) {
+                _answered += std::exchange(_received, {});
+                Say("synced\n");
+            }
+        }
+    }
+    /// All requests that were answered so.
+    [[nodiscard]] const std::string& Answered() const { return _answered; }
     void Subscribe(Recorder& callback) {
         std::thread server([this] {
             AwaitLine("sync");
@@ -59,6 +72,7 @@ private:
 
     FileDescriptor _socket;
     std::string _received;
+    std::string _answered;
     std::unique_ptr<ZumraSettingsClient> _client;
 };
 
@@ -122,6 +136,46 @@ TEST(HostileServerTests, NonsenseBetweenRepliesEndsTheConnection) {
                 error == "protocol error: expected 'synced' but got 'nonsense'")
         << error;
     server.Client().UnSubscribe(&callback);
+}
+
+/// Subscribes one callback by two calls that are under way at once, of which the server refuses the first.
+void SubscribeTwiceRefusedOnce(PlayedServer& server, Recorder& callback) {
+    std::string error;
+    std::thread refused([&] {
+        try {
+            server.Client().Subscribe(&callback, std::set<std::string>{"a", "secret"});
+        } catch (const osa::Exception& e) {
+            error = e.what();
+        }
+    });
+    server.AwaitLine("sync");
+    std::thread accepted([&] { server.Client().Subscribe(&callback, "a"); });
+    server.AwaitLine("sync");
+    server.Say("error\nno\nsynced\nsynced\n");
+    accepted.join();
+    server.AwaitLine("sync");
+    server.Say("synced\n");
+    refused.join();
+    EXPECT_EQ(error, "no");
+}
+
+TEST(HostileServerTests, RefusedSubscriptionLeavesAnothersOfTheSameCallbackAlone) {
+    Recorder callback;
+    Recorder other;
+    PlayedServer server;
+    SubscribeTwiceRefusedOnce(server, callback);
+    server.Subscribe(other);
+    std::thread answering([&] { server.AnswerSyncs(); });
+    server.Say(kNotification);
+    callback.WaitForCalls(1);
+    server.Client().UnSubscribe(&callback);
+    server.Say(kNotification);
+    other.WaitForCalls(2);
+    server.Client().UnSubscribe(&other);
+    server.EndClient();
+    answering.join();
+    EXPECT_EQ(callback.Count(), 1U);
+    EXPECT_EQ(server.Answered(), "unsubscribe\na\n.\nsync\n") << "when the last one went";
 }
 
 TEST(HostileServerTests, CallsOfManyThreadsFailWhenTheServerGoes) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "settings/client/IBackend.h"
+#include "settings/client/connection/SubscribedEntries.h"
 #include "settings/common/ChangeRouter.h"
 #include "zumra/osa/Mutex.h"
 
@@ -28,8 +29,9 @@ public:
     /// After this the listener is called no more, and `first` neither.
     void Remove();
 
-    /// What the listener asked for. The owner's, under its lock.
-    Matcher wanted;
+    /// What the calls that subscribed the listener asked for, those included whose reply is still to come:
+    /// one that is refused takes back no more than its own. The owner's, under its lock.
+    SubscribedEntries wanted;
 
 private:
     common::ChangeRouter& _router;

@@ -18,13 +18,19 @@ bool TakeOne(Counts& counts, const std::string& entry) {
 
 }  // namespace
 
-void SubscribedEntries::Add(const Matcher& entries) {
+SubscribedEntries::Matcher SubscribedEntries::Add(const Matcher& entries) {
+    Matcher fresh;
     for (const std::string& name : entries.Names()) {
-        ++_names[name];
+        if (++_names[name] == 1) {
+            fresh.AddName(name);
+        }
     }
     for (const std::string& pattern : entries.Patterns()) {
-        ++_patterns[pattern];
+        if (++_patterns[pattern] == 1) {
+            fresh.AddNameOrPattern(pattern);
+        }
     }
+    return fresh;
 }
 
 SubscribedEntries::Matcher SubscribedEntries::Remove(const Matcher& entries) {
@@ -51,21 +57,6 @@ SubscribedEntries::Matcher SubscribedEntries::All() const {
         all.AddNameOrPattern(pattern);
     }
     return all;
-}
-
-SubscribedEntries::Matcher SubscribedEntries::Missing(const Matcher& part, const Matcher& all) {
-    Matcher missing;
-    for (const std::string& name : all.Names()) {
-        if (part.Names().count(name) == 0) {
-            missing.AddName(name);
-        }
-    }
-    for (const std::string& pattern : all.Patterns()) {
-        if (part.Patterns().count(pattern) == 0) {
-            missing.AddNameOrPattern(pattern);
-        }
-    }
-    return missing;
 }
 
 }  // namespace zumra::settings::client

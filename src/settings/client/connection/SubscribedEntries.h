@@ -8,22 +8,20 @@
 
 namespace zumra::settings::client {
 
-/// How many want each name and each pattern, so that the server is asked for it once.
+/// How many want each name and each pattern.
 ///
 /// Thread-safety: one thread at a time.
 class SubscribedEntries {
 public:
     using Matcher = common::GroupNameMatcher;
 
-    void Add(const Matcher& entries);
+    /// Returns the entries that nobody wanted before.
+    Matcher Add(const Matcher& entries);
     /// Takes away what `Add` added. Returns the entries that nobody wants any more.
     Matcher Remove(const Matcher& entries);
     [[nodiscard]] bool empty() const noexcept { return _names.empty() && _patterns.empty(); }
     /// Everything that somebody wants.
     [[nodiscard]] Matcher All() const;
-
-    /// The entries of `all` that `part` lacks, entry by entry.
-    [[nodiscard]] static Matcher Missing(const Matcher& part, const Matcher& all);
 
 private:
     using Counts = std::map<std::string, std::size_t, std::less<>>;

@@ -51,22 +51,20 @@ void Subscriptions::Follow(Connection& connection, IFollower* follower, const Ma
 
 void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition& addition,
                             const Matcher& groups) {
-    {
-        osa::MutexLock lock(_mutex);
-        Enter(addition, groups);
-        try {
+    bool entered = false;
+    try {
+        {
+            osa::MutexLock lock(_mutex);
+            Enter(addition, groups);
+            entered = true;
             connection.WantIdleReading(true);
             connection.Start(exchange);
-        } catch (...) {
-            Undo(addition);
-            throw;
         }
-    }
-    try {
         connection.Await(exchange);
     } catch (...) {
-        osa::MutexLock lock(_mutex);
-        Undo(addition);
+        if (entered) {
+            Undo(connection, addition, groups);
+        }
         throw;
     }
 }
@@ -75,23 +73,26 @@ void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition
 void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
     auto& known = _registrations.try_emplace(addition.key, addition.registration).first->second;
     addition.registration = known;
-    addition.added = SubscribedEntries::Missing(known->wanted, groups);
-    known->wanted.Add(addition.added);
-    addition.all = known->wanted;
-    _entries.Add(addition.added);
+    _entries.Add(known->wanted.Add(groups));
+    addition.all = known->wanted.All();
 }
 
-void Subscriptions::Undo(const Addition& addition) {
-    const auto found = _registrations.find(addition.key);
-    if (found == _registrations.end() || found->second != addition.registration) {
-        return;  // was removed meanwhile, with everything
+void Subscriptions::Undo(Connection& connection, const Addition& addition, const Matcher& groups) {
+    Matcher unwanted;
+    {
+        osa::MutexLock lock(_mutex);
+        const auto found = _registrations.find(addition.key);
+        if (found == _registrations.end() || found->second != addition.registration) {
+            return;  // was removed meanwhile, with everything
+        }
+        unwanted = addition.registration->wanted.Remove(groups);
+        if (addition.registration->wanted.empty()) {
+            _registrations.erase(found);
+        }
     }
-    Matcher& wanted = addition.registration->wanted;
-    wanted = SubscribedEntries::Missing(addition.added, wanted);
-    _entries.Remove(addition.added);
-    if (wanted.empty()) {
-        _registrations.erase(found);
-    }
+    // The server may have been asked for them by another's call, who unsubscribed while they were still
+    // wanted.
+    Drop(connection, unwanted);
 }
 
 void Subscriptions::UnSubscribe(Connection& connection, IChangeCallback* callback) {
@@ -113,7 +114,7 @@ void Subscriptions::Remove(Connection& connection, const void* key) {
         }
         registration = std::move(found->second);
         _registrations.erase(found);
-        std::swap(wanted, registration->wanted);
+        wanted = std::exchange(registration->wanted, {}).All();
     }
     registration->Remove();
     _queue.Bury(std::move(registration));

@@ -45,15 +45,13 @@ private:
     struct Addition {
         const void* key = nullptr;
         std::shared_ptr<Registration> registration;
-        /// Entries that the registration did not have.
-        Matcher added;
-        /// All that it has now.
+        /// All that the registration has now.
         Matcher all;
     };
 
     void Perform(Connection& connection, Exchange& exchange, Addition& addition, const Matcher& groups);
     void Enter(Addition& addition, const Matcher& groups) ZUMRA_REQUIRES(_mutex);
-    void Undo(const Addition& addition) ZUMRA_REQUIRES(_mutex);
+    void Undo(Connection& connection, const Addition& addition, const Matcher& groups);
     void Remove(Connection& connection, const void* key);
     void Drop(Connection& connection, const Matcher& entries);
 
