@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <exception>
 #include <set>
 #include <string>
 
@@ -34,11 +35,34 @@ public:
     IniFile _changedData;
 };
 
+// A check that fails leaves before it has unsubscribed, and its subscriber goes before the client does.
+class UnSubscribeOnFailure {
+public:
+    UnSubscribeOnFailure(ZumraSettingsClient& client, Subscriber& subscriber)
+        : _client(client), _subscriber(subscriber) {}
+    UnSubscribeOnFailure(const UnSubscribeOnFailure&) = delete;
+    UnSubscribeOnFailure& operator=(const UnSubscribeOnFailure&) = delete;
+    ~UnSubscribeOnFailure() {
+        if (std::uncaught_exceptions() == 0)
+            return;
+        try {
+            _client.UnSubscribe(&_subscriber);
+        } catch (...) {
+            // The failure that led here is the one to report.
+        }
+    }
+
+private:
+    ZumraSettingsClient& _client;
+    Subscriber& _subscriber;
+};
+
 constexpr unsigned int kWaitMs = 1000;
 
 CHECK_IN_LOCAL_AND_MULTI_THREADED_MODES(SubscribeDelete, ZumraSettingsClient& client) {
     client.SetValue("[group]setting", "value");
     Subscriber ss;
+    const UnSubscribeOnFailure guard(client, ss);
     client.Subscribe(&ss, "group");
     client.OverwriteSettings("group", IniFile());
     ss._semaphore.Lock(kWaitMs);
@@ -52,6 +76,7 @@ CHECK_IN_LOCAL_AND_MULTI_THREADED_MODES(SubscribeWildcard, ZumraSettingsClient& 
     client.SetValue("[group]setting", "value");
     client.SetValue("[group2]setting", "value");
     Subscriber ss;
+    const UnSubscribeOnFailure guard(client, ss);
     client.Subscribe(&ss, "group");
     client.SetValue("[group]setting", "newvalue");
     ss._semaphore.Lock(kWaitMs);
@@ -69,6 +94,7 @@ CHECK_IN_LOCAL_AND_MULTI_THREADED_MODES(SubscribeCallbackShouldReturnAllValuesIn
     client.SetValue("[group]setting1", "value");
     client.SetValue("[group]setting2", "value");
     Subscriber ss;
+    const UnSubscribeOnFailure guard(client, ss);
     client.Subscribe(&ss, "group");
     client.SetValue("[group]setting3", "newvalue");
     ss._semaphore.Lock(kWaitMs);

@@ -70,8 +70,8 @@ INSTANTIATE_TEST_SUITE_P(All, LifetimeTests, testing::ValuesIn(test::kModes),
 
 TEST_P(LifetimeTests, OnlyTheMultiThreadedPipeHasThreads) {
     const Held before = Held::Now();
-    Client client(GetParam());
     Recorder callback;
+    Client client(GetParam());
     client.Subscribe(&callback, "a");
     client.SetValue("[a]x", "1");
     EXPECT_EQ(Held::Now().threads, before.threads + (HasThreads() ? 3 : 0));
