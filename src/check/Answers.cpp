@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "check/JudgedLibraries.h"
 #include "check/SuiteContent.h"
 
 namespace zumra::check {
@@ -27,8 +28,19 @@ std::string List(const CommandLine& commandLine, const zu_check_suite* suites) {
 
 std::string Version(std::string_view program) {
     const int check[] = {check_major_version, check_minor_version, check_micro_version};
-    return std::string(program) + " " ZUMRA_VERSION " (Check " + std::to_string(check[0]) + "." +
-           std::to_string(check[1]) + "." + std::to_string(check[2]) + ")\n";
+    std::string lines = std::string(program) + " " ZUMRA_VERSION " (Check " + std::to_string(check[0]) + "." +
+                        std::to_string(check[1]) + "." + std::to_string(check[2]) + ")\n";
+    for (const JudgedLibrary& library : JudgedLibraries())
+        lines += Describe(library) + "\n";
+    return lines;
+}
+
+/// The line that begins a verbose report.
+std::string Judging() {
+    std::string line;
+    for (const JudgedLibrary& library : JudgedLibraries())
+        line += (line.empty() ? "Judging " : " and ") + Describe(library);
+    return line.empty() ? "" : line + "\n";
 }
 
 }  // namespace
@@ -44,7 +56,7 @@ std::string Answer(const CommandLine& commandLine, std::string_view program, con
         case CommandLine::Answer::kRun:
             break;
     }
-    return "";
+    return commandLine.print == CommandLine::Print::kVerbose ? Judging() : "";
 }
 
 }  // namespace zumra::check

@@ -6,6 +6,7 @@
 
 #include "check/Answers.h"
 #include "check/CommandLine.h"
+#include "check/JudgedLibraries.h"
 #include "check/Registry.h"
 #include "check/SuiteContent.h"
 #include "check/XmlPath.h"
@@ -57,6 +58,8 @@ CommandLine Read(int argc, char** argv) {
     CommandLine commandLine = zumra::check::ParseCommandLine(arguments, KnownSuites());
     zumra::check::registry.Select(commandLine.selection);
     zumra::check::RequireSelectedChecks(commandLine.selection, __zu_check_suites);
+    if (commandLine.answer == CommandLine::Answer::kRun)
+        zumra::check::RequireSameMajorVersion(zumra::check::JudgedLibraries(), ZUMRA_VERSION);
     if (commandLine.xmlPath)
         zumra::check::RequireWritable(*commandLine.xmlPath);
     return commandLine;

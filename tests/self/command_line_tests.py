@@ -78,7 +78,8 @@ class CommandLine(unittest.TestCase):
     def test_help_and_version(self):
         self.assertEqual(self.assert_answered("-h"), self.assert_answered("--help"))
         self.assertIn(f"Usage: {NAME} [OPTION]... [SUITE]...\n", self.assert_answered("--help"))
-        self.assertRegex(self.assert_answered("-V"), rf"^{NAME} \d+\.\d+\.\d+ \(Check 0\.\d+\.\d+\)\n$")
+        self.assertRegex(self.assert_answered("-V"), rf"^{NAME} \d+\.\d+\.\d+ \(Check 0\.\d+\.\d+\)\n"
+                         r"libzumra \d+\.\d+\.\d+ \(/.*\)\nlibzumra-settings \d+\.\d+\.\d+ \(/.*\)\n$")
 
     def test_list_shows_suites_in_their_order(self):
         self.assertEqual(self.assert_answered("--list").splitlines(), list(SUITES))
@@ -102,7 +103,7 @@ class CommandLine(unittest.TestCase):
                          "ResourceManagerTests\nResourceReserverTests\n")
         for mode in "--fork", "--no-fork":
             result = run(mode, "-v", *patterns)
-            self.assertRegex(result.stdout, r"(?s)^Running suite\(s\): GroupNameMatcherTests\n"
+            self.assertRegex(result.stdout, r"(?s)^Judging [^\n]*\nRunning suite\(s\): GroupNameMatcherTests\n"
                                             r"100%: Checks: 1, Failures: 0, Errors: 0\n.*:gnm_serialize_ini_names:0: Passed\n$")
             self.assertEqual(result.returncode, 0)
         self.assertIn("100%: Checks: 3, Failures: 0, Errors: 0\n",
@@ -147,6 +148,55 @@ class CommandLine(unittest.TestCase):
                 loading = dict(os.environ, LD_LIBRARY_PATH=folder, LD_TRACE_LOADED_OBJECTS="1")
                 loaded = subprocess.run(PROGRAM, env=loading, capture_output=True, text=True, check=True).stdout
                 self.assertIn(f"{library} => {folder}/{library} ", loaded)
+
+
+class JudgedLibraries(unittest.TestCase):
+    """Copies of the libraries, changed where they tell their version, under the program."""
+
+    def setUp(self):
+        self._folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self._folder.cleanup)
+        self.folder = os.path.realpath(self._folder.name)
+
+    def put(self, library, old=b"", new=b""):
+        built = os.path.join(os.path.dirname(PROGRAM[-1]), "../lib", library + ".so.1")
+        with open(built, "rb") as source, open(f"{self.folder}/{library}.so.1", "wb") as target:
+            content = source.read()
+            self.assertTrue(old in content, f"{old} is not in {library}")
+            target.write(content.replace(old, new) if old else content)
+
+    def run_on_it(self, *arguments):
+        environment = dict(os.environ, LD_LIBRARY_PATH=self.folder)
+        return subprocess.run(PROGRAM + list(arguments), env=environment, capture_output=True, text=True, timeout=300,
+                              check=False)
+
+    def test_the_loaded_files_are_named(self):
+        self.put("libzumra")
+        self.put("libzumra-settings", b"1.0.0\0", b"1.7.0\0")
+        names = [f"libzumra 1.0.0 ({self.folder}/libzumra.so.1)",
+                 f"libzumra-settings 1.7.0 ({self.folder}/libzumra-settings.so.1)"]
+        self.assertEqual(self.run_on_it("--version").stdout.splitlines()[1:], names)
+        result = self.run_on_it("-v", "GroupNameMatcherTests")
+        self.assertEqual(result.stdout.splitlines()[0], "Judging " + " and ".join(names))
+        self.assertEqual(result.returncode, 0)
+        self.assertTrue(self.run_on_it("GroupNameMatcherTests").stdout.startswith("Running suite(s): "))
+
+    def test_libraries_that_do_not_tell_their_version_are_judged(self):
+        self.put("libzumra", b"_ZN5zumra4core7VersionEv\0", b"_ZN5zumra4core7NothingEv\0")
+        self.assertIn(f"libzumra of unknown version ({self.folder}/", self.run_on_it("--version").stdout)
+        self.assertEqual(self.run_on_it("GroupNameMatcherTests").returncode, 0)
+
+    def test_another_major_version_is_refused(self):
+        for library, old, new, version in (
+                ("libzumra", b"1.0.0\0", b"2.0.0\0", "2.0.0"),
+                ("libzumra-settings", b"\0libzumra-settings.so.1\0", b"\0libzumra-settings.so.2\0", "1.0.0")):
+            with self.subTest(library=library, new=new):
+                self.put("libzumra")
+                self.put(library, old, new)
+                result = self.run_on_it("GroupNameMatcherTests")
+                self.assertEqual((result.stdout, result.stderr, result.returncode), (
+                    "", f"{NAME}: {library} {version} ({self.folder}/{library}.so.1) is of major version 2; "
+                        "these checks are for major version 1\n", 1))
 
 
 if __name__ == "__main__":
