@@ -88,6 +88,12 @@ std::vector<KnownExchange> Tests() {
             b.TestExactlyAndMerge(Groups({"a*"}), Document("[a]\nx=1\n"), Document("[a]\nx=2\n"), &why);
         return Tested(merged, why);
     };
+    const auto overwritten = [](IBackend& b) {
+        ZumraSettingsClient::Difference why;
+        const bool done =
+            b.TestExactlyAndOverwrite(Groups({"a*"}), Document("[a]\nx=1\n"), Document("[a]\nx=2\n"), &why);
+        return Tested(done, why);
+    };
     const std::string documents = "[a]\nx = 1\n\n.\n[a]\nx = 2\n\n.\n";
     return {
         {"test, merged", plain, "test-and-merge\n" + documents, "result\nok\n", "merged"},
@@ -101,6 +107,11 @@ std::vector<KnownExchange> Tests() {
          "result\nok\n.\n", "merged"},
         {"exact test, refused", exact, "test-exactly-and-merge explain\na*\n.\n" + documents,
          "result\nrefused\n\".\"\n.\n", "refused group=. name=- expected=- actual=-"},
+        {"exact test, overwritten", overwritten, "test-exactly-and-overwrite explain\na*\n.\n" + documents,
+         "result\nok\n.\n", "merged"},
+        {"exact test, not overwritten", overwritten,
+         "test-exactly-and-overwrite explain\na*\n.\n" + documents,
+         "result\nrefused\na\nname x\nactual 1\n.\n", "refused group=a name=x expected=- actual=1"},
     };
 }
 

@@ -87,15 +87,21 @@ public:
     bool TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                              const core::IniFile& settings, Difference*) override {
         Call("TestExactlyAndMerge");
-        return CommitIf(
-            [&] {
-                core::IniFile actual;
-                for (const auto& [name, group] : Matching(groups)) {
-                    actual.SetGroup(name, *group);
-                }
-                return actual == expected;
-            },
-            settings);
+        return CommitIf([&] { return Document(groups) == expected; }, settings);
+    }
+
+    bool TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
+                                 const core::IniFile& settings, Difference*) override {
+        Call("TestExactlyAndOverwrite");
+        osa::MutexLock lock(_mutex);
+        if (Document(groups) != expected) {
+            return false;
+        }
+        Replace([&](core::IniFile& store) {
+            EraseMatching(store, groups);
+            store.MergeSettings(settings);
+        });
+        return true;
     }
 
     void Subscribe(IChangeCallback*, const Matcher&) override {}
@@ -132,6 +138,14 @@ private:
             found.emplace(name, common::SharedGroup(*_store.FindGroup(name)));
         }
         return found;
+    }
+
+    core::IniFile Document(const Matcher& groups) const {
+        core::IniFile document;
+        for (const auto& [name, group] : Matching(groups)) {
+            document.SetGroup(name, *group);
+        }
+        return document;
     }
 
     static void EraseMatching(core::IniFile& store, const Matcher& groups) {

@@ -72,6 +72,13 @@ std::string TestExactly(Client& client, const Strings& groups, const char* expec
                                             : " does not hold");
 }
 
+std::string TestAndOverwrite(Client& client, const char* expected, const char* values) {
+    Client::Difference why;
+    const bool done =
+        client.TestExactlyAndOverwrite({"Camera/*"}, Document(expected), Document(values), &why);
+    return test::Tested(done, why) + Get(client, "*");
+}
+
 std::string Hostile(Client& client) {
     core::IniFile document;
     for (const char* name :
@@ -195,6 +202,13 @@ std::vector<Step> Tests() {
          [](Client& c) { return TestExactly(c, {"Camera/*"}, "[Camera/1]\nname=front\n", "[A]\n"); }},
         {"exact test, group missing",
          [](Client& c) { return TestExactly(c, {"None*"}, "[None]\n", "[A]\n") + Get(c, "*"); }},
+        {"exact test, overwrite",
+         [](Client& c) {
+             return TestAndOverwrite(c, "[Camera/1]\nname=front\n[Camera/2]\nname=back\n",
+                                     "[Camera/1]\nplace=x\n[B]\ny=1\n");
+         }},
+        {"exact test, no overwrite",
+         [](Client& c) { return TestAndOverwrite(c, "[Camera/1]\nname=front\n", "[A]\n"); }},
         {"exact test of nothing", [](Client& c) { return TestExactly(c, {}, "", "[A]\n") + Get(c, "*"); }},
     };
 }

@@ -110,6 +110,10 @@ TEST_F(RestrictionTest, WritingByNameIsRefused) {
         ExpectRefused(group, [&] {
             store->TestExactlyAndMerge(GroupNameMatcher("wrong"), Document("[wrong]\n"), document, &stranger);
         });
+        ExpectRefused(group, [&] {
+            store->TestExactlyAndOverwrite(GroupNameMatcher("wrong"), Document("[wrong]\n"), document,
+                                           &stranger);
+        });
     }
     EXPECT_EQ(store->SetValue("free", "x", "2", &stranger), 1U);
     EXPECT_EQ(store->SetValue("public/a", "x", "2", &writer), 2U);
@@ -121,6 +125,10 @@ TEST_F(RestrictionTest, PatternsRefuseWhatIsReadButMayNotBeWritten) {
     ExpectRefused("public/a", [&] { store->OverwriteSettings(all, {}, &stranger); });
     ExpectRefused("public/a", [&] { store->RestoreToDefaults(all, &stranger); });
     ExpectRefused("secret/a", [&] { store->EraseGroups(GroupNameMatcher("secret/*"), &reader); });
+    ExpectRefused("public/a", [&] {
+        store->TestExactlyAndOverwrite(GroupNameMatcher("public/*"), Document("[public/a]\nx=1\n"), {},
+                                       &stranger);
+    });
 }
 
 TEST_F(RestrictionTest, PatternsPassOverWhatMayNotBeRead) {

@@ -64,6 +64,10 @@ TEST(SaveWaitTest, TestAndMergeIsSavedAlsoWhenSavesAreDeferred) {
         store.TestExactlyAndMerge(GroupNameMatcher("*"), Document("[a]\nx=1\n"), Document("[a]\nx=5\n"))
             .merged);
     EXPECT_EQ(storage.settings, Document("[a]\nx=5\n"));
+    EXPECT_TRUE(
+        store.TestExactlyAndOverwrite(GroupNameMatcher("*"), Document("[a]\nx=5\n"), Document("[b]\nx=6\n"))
+            .merged);
+    EXPECT_EQ(storage.settings, Document("[b]\nx=6\n"));
 }
 
 TEST(SaveWaitTest, WhenSavedIsToldAtOnceWithoutAPersister) {

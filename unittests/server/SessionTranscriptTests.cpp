@@ -39,11 +39,12 @@ std::string CutReply(const Step& step, std::size_t length) {
                                                 : step.reply;
     }
     if (text.find('\n') == std::string::npos) {
-        const bool asksForMore = line == "get" || line == "erase" || line == "test-and-merge" ||
-                                 line == "test-exactly-and-merge" || line == "subscribe" ||
-                                 line == "get delimited" || line == "unsubscribe" || line == "overwrite" ||
-                                 line == "restore" || line == "erase-value" ||
-                                 line == "test-exactly-and-merge explain";
+        const bool asksForMore =
+            line == "get" || line == "erase" || line == "test-and-merge" ||
+            line == "test-exactly-and-merge" || line == "subscribe" || line == "get delimited" ||
+            line == "unsubscribe" || line == "overwrite" || line == "restore" || line == "erase-value" ||
+            line == "test-exactly-and-merge explain" || line == "test-exactly-and-overwrite" ||
+            line == "test-exactly-and-overwrite explain";
         if (!asksForMore) {
             const bool format = line.starts_with("serialize ");
             return format ? "error\nserialize: unknown format '" + line.substr(10) + "'\n"

@@ -83,6 +83,9 @@ TEST(StoreMemoryTest, OperationWithoutMemoryChangesNothing) {
         [&](SettingsManager& store) {
             store.TestExactlyAndMerge(GroupNameMatcher("b"), Document("[b]\nx=1\n"), document);
         },
+        [&](SettingsManager& store) {
+            store.TestExactlyAndOverwrite(GroupNameMatcher("b"), Document("[b]\nx=1\n"), document);
+        },
     };
     for (std::size_t i = 0; i < operations.size(); ++i) {
         SCOPED_TRACE(i);

@@ -220,7 +220,12 @@ private:
         const core::IniFile& guess = guessed ? present : expected;
         if (_chance.Below(2) == 0) {
             const bool holds = guess == present;
-            EXPECT_EQ(_store->TestExactlyAndMerge(GroupNameMatcher(patterns), guess, document).merged, holds);
+            const GroupNameMatcher matcher(patterns);
+            if (_chance.Below(2) == 0) {
+                EXPECT_EQ(_store->TestExactlyAndOverwrite(matcher, guess, document).merged, holds);
+                return holds ? _model.Overwrite(patterns, document) : Names();
+            }
+            EXPECT_EQ(_store->TestExactlyAndMerge(matcher, guess, document).merged, holds);
             return holds ? _model.Merge(document) : Names();
         }
         core::IniFile merged = _model.Groups();

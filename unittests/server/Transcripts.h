@@ -205,6 +205,21 @@ inline std::vector<Transcript> RegularTranscripts() {
           {"test-exactly-and-merge explain\na/*\n.\n[a/1]\n[a/2]\nx=2\n.\n.\n",
            "result\nrefused\na/1\nname x\nactual 1\n.\n"},
           {"test-exactly-and-merge explain\na/*\n.\n[a/1]\nx=1\n[a/2]\nx=2\n.\n.\n", "result\nok\n.\n"}}},
+        {"test-exactly-and-overwrite",
+         "",
+         {{"merge\n[a/1]\nx=1\n[a/2]\nx=2\n[b]\nx=3\n.\n", ""},
+          {"test-exactly-and-overwrite\na/*\n.\n[a/1]\nx=1\n.\n[a/1]\nx=2\n.\n", "result\nrefused\n"},
+          {"subscribe\n*\n.\n", ""},
+          {"test-exactly-and-overwrite\na/*\n.\n[a/1]\nx=1\n[a/2]\nx=2\n.\n[a/1]\ny=1\n[a/3]\n.\n",
+           "async change\na/1\na/2\na/3\n.\n[a/1]\ny = 1\n\n[a/3]\n\n.\nresult\nok\n"},
+          {"get\n*\n.\n", "[a/1]\ny = 1\n\n[a/3]\n\n[b]\nx = 3\n\n"}}},
+        {"test-exactly-and-overwrite explain",
+         "",
+         {{"merge\n[a]\nx=1\n.\n", ""},
+          {"test-exactly-and-overwrite explain\na\n.\n[a]\nx=2\n.\n.\n",
+           "result\nrefused\na\nname x\nexpected 2\nactual 1\n.\n"},
+          {"test-exactly-and-overwrite explain\na\n.\n[a]\nx=1\n.\n.\n", "result\nok\n.\n"},
+          {"get delimited\n*\n.\n", "data\n.\n"}}},
         {"names with any byte in them",
          "",
          {{"subscribe\n\".\"\n\"two\\nlines\"\n\"star*\"\n\"cr\\r\"\n\"pat\\n\"*\n\\raw\n.\n", ""},
@@ -242,7 +257,7 @@ inline std::vector<Transcript> RegularTranscripts() {
          {{"capabilities\n",
            "capabilities\ncapabilities\nerase\nerase-value\nflush\npatterns\nrevision\nsync\n"
            "test-and-merge explain\ntest-exactly-and-merge\ntest-exactly-and-merge "
-           "explain\nunsubscribe\n.\n"}}},
+           "explain\ntest-exactly-and-overwrite\ntest-exactly-and-overwrite explain\nunsubscribe\n.\n"}}},
     };
 }
 

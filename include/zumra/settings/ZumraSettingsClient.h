@@ -131,6 +131,22 @@ public:
     /// values, so that a group or value that came meanwhile makes it fail too.
     bool TestExactlyAndMerge(const std::set<std::string>& groupPatterns, const core::IniFile& expected,
                              const core::IniFile& newValues, Difference* difference = nullptr);
+    /// Does what `OverwriteSettings` does if the selected groups are exactly those of `expected`, with
+    /// exactly their values; otherwise changes nothing. So a document that was read, thought about and
+    /// changed takes the place of the one that was read, and of nothing else:
+    ///
+    ///     core::IniFile read;
+    ///     client.GetSettings("Camera/*", read);
+    ///     core::IniFile changed = read;
+    ///     changed.EraseGroup("Camera/2");
+    ///     if (!client.TestExactlyAndOverwrite({"Camera/*"}, read, changed)) {
+    ///         // somebody changed a camera meanwhile; all is as they left it
+    ///     }
+    ///
+    /// Groups of `settings` that the patterns do not select are put in place untested: select them, too.
+    /// Returns whether it overwrote; `difference` is as for `TestAndMerge`.
+    bool TestExactlyAndOverwrite(const std::set<std::string>& groupPatterns, const core::IniFile& expected,
+                                 const core::IniFile& settings, Difference* difference = nullptr);
 
     /// From now on calls `callback` for each change of a selected group, whoever makes it: once a change, in
     /// the order of the changes, by one thread at a time, with the changed groups that were asked for, whole,

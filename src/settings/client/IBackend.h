@@ -46,6 +46,8 @@ public:
                               Difference* difference) = 0;
     virtual bool TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                                      const core::IniFile& settings, Difference* difference) = 0;
+    virtual bool TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
+                                         const core::IniFile& settings, Difference* difference) = 0;
 
     virtual void Subscribe(IChangeCallback* callback, const Matcher& groups) = 0;
     virtual void UnSubscribe(IChangeCallback* callback) = 0;

@@ -73,6 +73,13 @@ public:
         SettleFollowers();
         return merged;
     }
+    bool TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
+                                 const core::IniFile& settings, Difference* difference) override {
+        const bool overwritten =
+            TakeResult(_manager.TestExactlyAndOverwrite(groups, expected, settings), difference);
+        SettleFollowers();
+        return overwritten;
+    }
 
     void Subscribe(IChangeCallback* callback, const Matcher& groups) override;
     void UnSubscribe(IChangeCallback* callback) override;

@@ -98,6 +98,12 @@ bool ZumraSettingsClient::TestExactlyAndMerge(const std::set<std::string>& group
     return _backend->TestExactlyAndMerge(GroupNameMatcher(groupPatterns), expected, newValues, difference);
 }
 
+bool ZumraSettingsClient::TestExactlyAndOverwrite(const std::set<std::string>& groupPatterns,
+                                                  const core::IniFile& expected,
+                                                  const core::IniFile& settings, Difference* difference) {
+    return _backend->TestExactlyAndOverwrite(GroupNameMatcher(groupPatterns), expected, settings, difference);
+}
+
 void ZumraSettingsClient::Subscribe(IChangeCallback* callback, const std::string& groupPattern) {
     Subscribe(callback, std::set<std::string>{groupPattern});
 }

@@ -33,6 +33,16 @@ constexpr CommandSpec kCommands[] = {
      {A::kGroups, A::kExpected, A::kSettings},
      true,
      true},
+    {"test-exactly-and-overwrite",
+     Command::kTestExactlyAndOverwrite,
+     {A::kGroups, A::kExpected, A::kSettings},
+     false,
+     true},
+    {"test-exactly-and-overwrite explain",
+     Command::kTestExactlyAndOverwrite,
+     {A::kGroups, A::kExpected, A::kSettings},
+     true,
+     true},
     {"unsubscribe", Command::kUnsubscribe, {A::kGroups}, false, true},
 };
 

@@ -25,6 +25,7 @@ enum class Command : std::uint8_t {
     kEraseValue,
     kTestAndMerge,
     kTestExactlyAndMerge,
+    kTestExactlyAndOverwrite,
     kSerialize,
     kSync,
     kFlush,

@@ -178,7 +178,7 @@ void RequestExecutor::Change(const Request& request) {
             _manager.EraseValues(request.locators, _who);
             return;
         default:
-            return TestAndMerge(request);
+            return Test(request);
     }
 }
 
@@ -191,14 +191,24 @@ void RequestExecutor::Get(const Request& request, bool delimited) {
     _output.AppendAt(revision, delimited ? Delimited(text) : std::move(text));
 }
 
-void RequestExecutor::TestAndMerge(const Request& request) {
-    const bool exactly = request.spec->command == Command::kTestExactlyAndMerge;
+TestResult RequestExecutor::RunTest(const Request& request) {
+    constexpr Durability kDontWait = Durability::kDontWait;
+    const core::IniFile& expected = request.expected;
+    const core::IniFile& settings = request.settings;
+    switch (request.spec->command) {
+        case Command::kTestExactlyAndMerge:
+            return _manager.TestExactlyAndMerge(request.groups, expected, settings, _who, kDontWait);
+        case Command::kTestExactlyAndOverwrite:
+            return _manager.TestExactlyAndOverwrite(request.groups, expected, settings, _who, kDontWait);
+        default:
+            return _manager.TestAndMerge(expected, settings, _who, kDontWait);
+    }
+}
+
+void RequestExecutor::Test(const Request& request) {
     const std::string_view end = request.spec->explain ? ".\n" : "";
     std::string ok = std::string("result\nok\n").append(end);
-    const TestResult result =
-        exactly ? _manager.TestExactlyAndMerge(request.groups, request.expected, request.settings, _who,
-                                               Durability::kDontWait)
-                : _manager.TestAndMerge(request.expected, request.settings, _who, Durability::kDontWait);
+    const TestResult result = RunTest(request);
     if (result.merged) {
         return ReplyMerged(result.revision, std::move(ok));
     }

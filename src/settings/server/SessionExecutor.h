@@ -39,7 +39,8 @@ private:
     void Dispatch(const Request& request);
     void Change(const Request& request);
     void Get(const Request& request, bool delimited);
-    void TestAndMerge(const Request& request);
+    void Test(const Request& request);
+    [[nodiscard]] TestResult RunTest(const Request& request);
     void Serialize(const std::string& format);
     void Capabilities();
     void Other(const std::string& line);

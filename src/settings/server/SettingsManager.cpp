@@ -161,17 +161,33 @@ std::uint64_t SettingsManager::RestoreToDefaults(const common::GroupNameMatcher&
 
 TestResult SettingsManager::TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
                                          const Identity* who, Durability durability) {
-    return _state->TestAndMerge(settings, who, durability, [&](const Store& store, const Access& access) {
-        return FindDifference(store, expected, access);
-    });
+    return _state->TestAndCommit(
+        settings, who, durability,
+        [&](const Store& store, const Access& access) { return FindDifference(store, expected, access); },
+        [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
 }
 
 TestResult SettingsManager::TestExactlyAndMerge(const common::GroupNameMatcher& groups,
                                                 const core::IniFile& expected, const core::IniFile& settings,
                                                 const Identity* who, Durability durability) {
-    return _state->TestAndMerge(settings, who, durability, [&](const Store& store, const Access& access) {
-        return FindExactDifference(store, groups, expected, access);
-    });
+    return _state->TestAndCommit(
+        settings, who, durability,
+        [&](const Store& store, const Access& access) {
+            return FindExactDifference(store, groups, expected, access);
+        },
+        [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
+}
+
+TestResult SettingsManager::TestExactlyAndOverwrite(const common::GroupNameMatcher& groups,
+                                                    const core::IniFile& expected,
+                                                    const core::IniFile& settings, const Identity* who,
+                                                    Durability durability) {
+    return _state->TestAndCommit(
+        settings, who, durability,
+        [&](const Store& store, const Access& access) {
+            return FindExactDifference(store, groups, expected, access);
+        },
+        [&](Store& store, const Access& access) { return PlanOverwrite(store, groups, settings, access); });
 }
 
 void SettingsManager::Subscribe(IChangeCallback* callback, const std::set<std::string>& namesAndPatterns) {

@@ -68,15 +68,15 @@ struct SettingsManager::State final : ISaveSource {
         return step.revision;
     }
 
-    /// A merge, unless `test(store, access)` finds a difference.
-    template <class Test>
-    TestResult TestAndMerge(const core::IniFile& settings, const Identity* who, Durability durability,
-                            Test test) {
+    /// What `plan(store, access)` says, unless `test(store, access)` finds a difference.
+    template <class Test, class Plan>
+    TestResult TestAndCommit(const core::IniFile& settings, const Identity* who, Durability durability,
+                             Test test, Plan plan) {
         TestResult result;
         const Step step = TakeStep(who, [&](Store& tested, const Access& access) {
             RequireWriteOfAll(settings, access);
             result.difference = test(tested, access);
-            return result.difference ? Edition() : PlanMerge(tested, settings, access);
+            return result.difference ? Edition() : plan(tested, access);
         });
         result.revision = step.revision;
         result.merged = !result.difference.has_value();

@@ -41,7 +41,7 @@ struct Difference {
 };
 
 struct TestResult {
-    bool merged = false;
+    bool merged = false;                   ///< also: overwritten
     std::optional<Difference> difference;  ///< set when not merged
     std::uint64_t revision = 0;            ///< of the store right after the request
 };
@@ -169,6 +169,10 @@ public:
     TestResult TestExactlyAndMerge(const common::GroupNameMatcher& groups, const core::IniFile& expected,
                                    const core::IniFile& settings, const Identity* who = nullptr,
                                    Durability durability = Durability::kSaved);
+    /// As `TestExactlyAndMerge`, but what it does then is `OverwriteSettings` of the groups that match.
+    TestResult TestExactlyAndOverwrite(const common::GroupNameMatcher& groups, const core::IniFile& expected,
+                                       const core::IniFile& settings, const Identity* who = nullptr,
+                                       Durability durability = Durability::kSaved);
 
     /// The subscriber, not owned, is told of changes of these groups; subscribing again adds to them. The
     /// document that it is given holds exactly those of the groups reported to it that exist.

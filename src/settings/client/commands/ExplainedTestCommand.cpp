@@ -15,15 +15,16 @@ namespace LineCodec = common::LineCodec;
 ExplainedTestCommand::ExplainedTestCommand(const core::IniFile& expected, const core::IniFile& settings)
     : RemoteCommand("result"), _groups(nullptr), _expected(expected), _settings(settings) {}
 
-ExplainedTestCommand::ExplainedTestCommand(const common::GroupNameMatcher& groups,
+ExplainedTestCommand::ExplainedTestCommand(Then then, const common::GroupNameMatcher& groups,
                                            const core::IniFile& expected, const core::IniFile& settings)
-    : RemoteCommand("result"), _groups(&groups), _expected(expected), _settings(settings) {}
+    : RemoteCommand("result"), _then(then), _groups(&groups), _expected(expected), _settings(settings) {}
 
 void ExplainedTestCommand::SendRequest(std::ostream& out) {
     if (_groups == nullptr) {
         out << "test-and-merge explain\n";
     } else {
-        out << "test-exactly-and-merge explain\n";
+        out << (_then == kMerge ? "test-exactly-and-merge explain\n"
+                                : "test-exactly-and-overwrite explain\n");
         WriteList(out, *_groups);
     }
     WriteDocument(out, _expected);

@@ -10,16 +10,19 @@
 
 namespace zumra::settings::client {
 
-/// A test-and-merge, in the plain or in the exact form, whose refusal says what differed. Keeps what it is
-/// given by reference: it must outlive the command.
+/// A test-and-merge, or an exact test with what follows it, whose refusal says what differed. Keeps what it
+/// is given by reference: it must outlive the command.
 class ExplainedTestCommand final : public RemoteCommand {
 public:
     using Difference = ZumraSettingsClient::Difference;
 
+    /// What is done when the settings are exactly as expected.
+    enum Then { kMerge, kOverwrite };
+
     /// Merges if every value of `expected` is in the store.
     ExplainedTestCommand(const core::IniFile& expected, const core::IniFile& settings);
-    /// Merges if the groups that match are exactly those of `expected`.
-    ExplainedTestCommand(const common::GroupNameMatcher& groups, const core::IniFile& expected,
+    /// Does `then` if the groups that match are exactly those of `expected`.
+    ExplainedTestCommand(Then then, const common::GroupNameMatcher& groups, const core::IniFile& expected,
                          const core::IniFile& settings);
 
     void SendRequest(std::ostream& out) override;
@@ -34,6 +37,7 @@ private:
     void ReadDifference(std::istream& in);
     void ReadPart(const std::string& line);
 
+    const Then _then = kMerge;
     const common::GroupNameMatcher* const _groups;
     const core::IniFile& _expected;
     const core::IniFile& _settings;

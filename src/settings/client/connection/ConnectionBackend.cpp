@@ -49,6 +49,8 @@ public:
                       Difference* difference) override;
     bool TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                              const core::IniFile& settings, Difference* difference) override;
+    bool TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
+                                 const core::IniFile& settings, Difference* difference) override;
 
     void Subscribe(IChangeCallback* callback, const Matcher& groups) override;
     void UnSubscribe(IChangeCallback* callback) override;
@@ -145,7 +147,14 @@ bool ConnectionBackend::TestAndMerge(const core::IniFile& expected, const core::
 
 bool ConnectionBackend::TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                                             const core::IniFile& settings, Difference* difference) {
-    return RunTest(ExplainedTestCommand(groups, expected, settings), difference);
+    return RunTest(ExplainedTestCommand(ExplainedTestCommand::kMerge, groups, expected, settings),
+                   difference);
+}
+
+bool ConnectionBackend::TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
+                                                const core::IniFile& settings, Difference* difference) {
+    return RunTest(ExplainedTestCommand(ExplainedTestCommand::kOverwrite, groups, expected, settings),
+                   difference);
 }
 
 bool ConnectionBackend::RunTest(ExplainedTestCommand&& command, Difference* difference) {
