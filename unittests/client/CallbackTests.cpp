@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "client/Callbacks.h"
 #include "client/Exchanges.h"
@@ -294,6 +296,97 @@ TEST_P(CallbackTests, UnSubscribeWaitsForTheCallThatIsRunning) {
     _client.SetValue("[a]x", "2");
     Drain(_client);
     EXPECT_EQ(callback.Count(), 1U);
+}
+
+/// Its owner unsubscribes too, not knowing that it does so itself, and then destroys it.
+TEST_P(CallbackTests, UnSubscribeWaitsForACallThatHasUnSubscribedItself) {
+    Event inside;
+    Event release;
+    Event returned;
+    Event done;
+    bool returnedTooEarly = false;
+    Recorder* self = nullptr;
+    Recorder callback([&](const Recorder::Call&) {
+        _client.UnSubscribe(self);
+        inside.Set();
+        release.Wait();
+        returnedTooEarly = returned.IsSet();
+        done.Set();
+    });
+    self = &callback;
+    _client.Subscribe(&callback, "a");
+    std::thread changing([&] { _client.SetValue("[a]x", "1"); });
+    inside.Wait();
+    Event unsubscribing;
+    std::thread other([&] {
+        unsubscribing.Set();
+        _client.UnSubscribe(&callback);
+        returned.Set();
+    });
+    unsubscribing.Wait();
+    for (int i = 0; i < 1000; ++i) {
+        std::this_thread::yield();
+    }
+    release.Set();
+    changing.join();
+    other.join();
+    done.Wait();
+    EXPECT_FALSE(returnedTooEarly);
+}
+
+TEST_P(CallbackTests, OneThatSubscribesItselfAnewIsStillCalledByOneThreadAtATime) {
+    std::atomic<int> running{0};
+    bool overlapped = false;
+    bool first = true;
+    Recorder* self = nullptr;
+    Recorder callback([&](const Recorder::Call&) {
+        overlapped = overlapped || ++running != 1;
+        if (std::exchange(first, false)) {
+            _client.UnSubscribe(self);
+            _client.Subscribe(self, "a");
+            _client.SetValue("[a]x", "from within");
+            std::thread([&] { _client.SetValue("[a]x", "by another"); }).join();
+        }
+        --running;
+    });
+    self = &callback;
+    _client.Subscribe(&callback, "a");
+    _client.SetValue("[a]x", "1");
+    callback.WaitForCalls(3);
+    Drain(_client);
+    EXPECT_FALSE(overlapped);
+    const auto calls = callback.Calls();
+    ASSERT_EQ(calls.size(), 3U);
+    EXPECT_EQ(calls[1].data.GetValue("a", "x"), "from within");
+    EXPECT_EQ(calls[2].data.GetValue("a", "x"), "by another");
+}
+
+TEST_P(CallbackTests, OneThatSubscribesItselfAnewIsNotToldOfWhatWasBefore) {
+    Event inside;
+    Event changed;
+    Recorder* self = nullptr;
+    Recorder callback([&](const Recorder::Call& call) {
+        if (call.data.GetValue("a", "x") == "1") {
+            inside.Set();
+            changed.Wait();
+            _client.UnSubscribe(self);
+            _client.Subscribe(self, "a");
+        }
+    });
+    self = &callback;
+    _client.Subscribe(&callback, "a");
+    std::thread changing([&] { _client.SetValue("[a]x", "1"); });
+    inside.Wait();
+    _client.SetValue("[a]x", "2");
+    _client.SetValue("[a]x", "3");
+    changed.Set();
+    callback.WaitForCalls(1);
+    changing.join();
+    _client.SetValue("[a]x", "4");
+    Drain(_client);
+    const auto calls = callback.Calls();
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[1].data.GetValue("a", "x"), "4");
 }
 
 TEST_P(CallbackTests, OthersGoOnWhileACallbackRuns) {

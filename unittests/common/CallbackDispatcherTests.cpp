@@ -163,5 +163,30 @@ TEST(CallbackDispatcherTest, RemoveWaitsForACallOnAnotherThread) {
     }
 }
 
+TEST(CallbackDispatcherTest, RemoveWaitsForACallThatHasRemovedItsSubscriber) {
+    for (int round = 0; round < 200; ++round) {
+        CallbackDispatcher dispatcher;
+        std::promise<void> entered;
+        std::promise<void> gate;
+        std::atomic<bool> inCall{false};
+        Subscriber* self = nullptr;
+        Subscriber subscriber([&] {
+            dispatcher.RemoveCallback(self);
+            inCall = true;
+            entered.set_value();
+            gate.get_future().wait();
+            inCall = false;
+        });
+        self = &subscriber;
+        dispatcher.AddCallback(&subscriber, Names{"a"});
+        std::thread reporter([&] { dispatcher.OnChange(DocumentWith({"a"})); });
+        entered.get_future().wait();
+        gate.set_value();
+        dispatcher.RemoveCallback(&subscriber);
+        EXPECT_FALSE(inCall);
+        reporter.join();
+    }
+}
+
 }  // namespace
 }  // namespace zumra::settings::common

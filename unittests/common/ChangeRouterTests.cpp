@@ -211,6 +211,26 @@ TEST(ChangeRouterTest, ListenerThatComesBackInItsCallIsStillCalledOneAtATime) {
     EXPECT_EQ(listener.Revisions(), (std::vector<std::uint64_t>{1, 3, 4}));
 }
 
+TEST(ChangeRouterTest, WhatWasPreparedBeforeAListenerLeftIsNotForTheOneWhoComesBack) {
+    ChangeRouter router;
+    ChangeRouter::Deliveries prepared;
+    RecordingListener* self = nullptr;
+    RecordingListener listener([&](std::uint64_t revision) {
+        if (revision == 1) {
+            prepared = router.Prepare(ChangeOf(2, {"a"}));
+            router.Remove(self);
+            router.Add(self, GroupNameMatcher("a"));
+        }
+    });
+    self = &listener;
+    router.Add(&listener, GroupNameMatcher("a"));
+    ChangeRouter::Deliver(router.Queue(ChangeOf(1, {"a"})));
+    ChangeRouter::Post(prepared);
+    ChangeRouter::Deliver(prepared);
+    ChangeRouter::Deliver(router.Queue(ChangeOf(3, {"a"})));
+    EXPECT_EQ(listener.Revisions(), (std::vector<std::uint64_t>{1, 3}));
+}
+
 TEST(ChangeRouterTest, ListenerMayRemoveAnotherOne) {
     ChangeRouter router;
     RecordingListener victim;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <functional>
 #include <future>
 #include <memory>
@@ -208,6 +210,54 @@ TEST(SubscriptionTest, NobodyWaitsForASlowSubscriber) {
     EXPECT_EQ(quick.calls.size(), 1U);
     gate.set_value();
     writer.join();
+    EXPECT_EQ(seen, (std::vector<std::string>{"1", "2"}));
+}
+
+TEST(SubscriptionTest, UnSubscribeWaitsForACallThatHasUnSubscribedItself) {
+    for (int round = 0; round < 200; ++round) {
+        SettingsManager store;
+        std::promise<void> entered;
+        std::promise<void> gate;
+        std::atomic<bool> inCall{false};
+        ActingCallback* self = nullptr;
+        ActingCallback subscriber([&](const core::IniFile&) {
+            store.UnSubscribe(self);
+            inCall = true;
+            entered.set_value();
+            gate.get_future().wait();
+            inCall = false;
+        });
+        self = &subscriber;
+        store.Subscribe(&subscriber, {"a"});
+        std::thread writer([&] { store.SetValue("a", "x", "1"); });
+        entered.get_future().wait();
+        gate.set_value();
+        store.UnSubscribe(&subscriber);
+        EXPECT_FALSE(inCall);
+        writer.join();
+    }
+}
+
+TEST(SubscriptionTest, OneThatSubscribesItselfAnewIsToldOfItsOwnChangeAfterItsCall) {
+    SettingsManager store;
+    int depth = 0;
+    int deepest = 0;
+    std::vector<std::string> seen;
+    ActingCallback* self = nullptr;
+    ActingCallback subscriber([&](const core::IniFile& data) {
+        deepest = std::max(deepest, ++depth);
+        seen.push_back(data.GetValue("a", "x"));
+        if (seen.size() == 1) {
+            store.UnSubscribe(self);
+            store.Subscribe(self, {"a"});
+            store.SetValue("a", "x", "2");
+        }
+        --depth;
+    });
+    self = &subscriber;
+    store.Subscribe(&subscriber, {"a"});
+    store.SetValue("a", "x", "1");
+    EXPECT_EQ(deepest, 1);
     EXPECT_EQ(seen, (std::vector<std::string>{"1", "2"}));
 }
 

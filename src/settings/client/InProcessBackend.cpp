@@ -7,6 +7,7 @@
 #include "settings/client/CallbackListener.h"
 #include "settings/client/FollowerRelay.h"
 #include "settings/client/InProcessStore.h"
+#include "settings/common/LeavingListeners.h"
 #include "zumra/osa/Mutex.h"
 #include "zumra/settings/server/SettingsManager.h"
 
@@ -98,6 +99,8 @@ private:
         std::unique_ptr<FollowerRelay> relay;
         Matcher groups;
     };
+    /// Null when there is none.
+    IChangeCallback* AnyCallback();
     void StopRelay(Followed& followed) ZUMRA_REQUIRES(_followMutex);
     /// Followers know of a change when the call that made it returns, also when another thread is at that
     /// moment telling them of an earlier one.
@@ -108,7 +111,9 @@ private:
     const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
 
     osa::Mutex _callbackMutex{"local callbacks"};
-    std::map<IChangeCallback*, std::shared_ptr<CallbackListener>> _callbacks ZUMRA_GUARDED_BY(_callbackMutex);
+    std::map<IChangeCallback*, std::shared_ptr<common::IChangeListener>> _callbacks
+        ZUMRA_GUARDED_BY(_callbackMutex);
+    common::LeavingListeners _leaving ZUMRA_GUARDED_BY(_callbackMutex);
 
     /// Held while followers, which are the library's own and quick, are told what there is.
     osa::Mutex _followMutex{"local followers"};
@@ -118,13 +123,19 @@ private:
 };
 
 InProcessBackend::~InProcessBackend() {
-    for (const auto& [callback, listener] : _callbacks) {
-        _manager.UnSubscribe(listener.get());
+    // A callback that another client of the store is calling may use this one until it returns.
+    while (IChangeCallback* const callback = AnyCallback()) {
+        UnSubscribe(callback);
     }
     osa::MutexLock lock(_followMutex);
     for (auto& [follower, followed] : _followers) {
         StopRelay(followed);
     }
+}
+
+IChangeCallback* InProcessBackend::AnyCallback() {
+    osa::MutexLock lock(_callbackMutex);
+    return _callbacks.empty() ? nullptr : _callbacks.begin()->first;
 }
 
 void InProcessBackend::Subscribe(IChangeCallback* callback, const Matcher& groups) {
@@ -135,7 +146,10 @@ void InProcessBackend::Subscribe(IChangeCallback* callback, const Matcher& group
         _manager.Subscribe(found->second.get(), groups);
         return;
     }
-    auto listener = std::make_shared<CallbackListener>(callback, _errors);
+    std::shared_ptr<common::IChangeListener> listener = _leaving.Find(callback);
+    if (listener == nullptr) {
+        listener = std::make_shared<CallbackListener>(callback, _errors);
+    }
     const auto added = _callbacks.emplace(callback, listener).first;
     try {
         _manager.Subscribe(listener.get(), groups);
@@ -146,17 +160,22 @@ void InProcessBackend::Subscribe(IChangeCallback* callback, const Matcher& group
 }
 
 void InProcessBackend::UnSubscribe(IChangeCallback* callback) {
-    std::shared_ptr<CallbackListener> listener;
+    std::shared_ptr<common::IChangeListener> listener;
     {
         osa::MutexLock lock(_callbackMutex);
         const auto found = _callbacks.find(callback);
         if (found == _callbacks.end()) {
-            return;
+            listener = _leaving.Find(callback);
+        } else {
+            listener = found->second;
+            _leaving.Add(callback, listener);
+            _manager.Drop(listener.get());
+            _callbacks.erase(found);
         }
-        listener = std::move(found->second);
-        _callbacks.erase(found);
     }
-    _manager.UnSubscribe(listener.get());
+    if (listener != nullptr) {
+        _manager.AwaitReturn(listener.get());
+    }
 }
 
 void InProcessBackend::StopRelay(Followed& followed) {

@@ -22,8 +22,9 @@ struct Subscriber {
     bool removed = false;
     std::vector<std::thread::id> callers;  ///< the threads that are calling it now
 
-    [[nodiscard]] bool CalledByThisThread() const {
-        return std::find(callers.begin(), callers.end(), std::this_thread::get_id()) != callers.end();
+    [[nodiscard]] bool CalledByOthersOnly() const {
+        return !callers.empty() &&
+               std::find(callers.begin(), callers.end(), std::this_thread::get_id()) == callers.end();
     }
 };
 
@@ -37,7 +38,17 @@ struct CallbackDispatcher::State {
     osa::Condition returned;
     std::map<IChangeCallback*, SubscriberPointer> subscribers ZUMRA_GUARDED_BY(mutex);
     GroupNameIndex<Subscriber*> index ZUMRA_GUARDED_BY(mutex);
+    std::vector<SubscriberPointer> leaving ZUMRA_GUARDED_BY(mutex);  ///< removed, calls of them still running
 
+    /// Whether a call of it that has begun before it was removed must be waited for.
+    [[nodiscard]] bool CallRemains(const IChangeCallback* callback) ZUMRA_REQUIRES(mutex) {
+        leaving.erase(std::remove_if(leaving.begin(), leaving.end(),
+                                     [](const auto& subscriber) { return subscriber->callers.empty(); }),
+                      leaving.end());
+        return std::any_of(leaving.begin(), leaving.end(), [callback](const auto& subscriber) {
+            return subscriber->callback == callback && subscriber->CalledByOthersOnly();
+        });
+    }
     void Collect(const std::string& group, Concerned& concerned) ZUMRA_REQUIRES(mutex) {
         index.ForEach(group, [&](Subscriber* subscriber) ZUMRA_NO_THREAD_SAFETY_ANALYSIS {
             concerned[subscribers.find(subscriber->callback)->second].insert(group);
@@ -120,14 +131,14 @@ void CallbackDispatcher::AddCallback(IChangeCallback* callback, const GroupNameM
 void CallbackDispatcher::RemoveCallback(IChangeCallback* callback) {
     osa::MutexLock lock(_state->mutex);
     const auto at = _state->subscribers.find(callback);
-    if (at == _state->subscribers.end()) {
-        return;
+    if (at != _state->subscribers.end()) {
+        const std::shared_ptr<Subscriber> subscriber = at->second;
+        _state->leaving.push_back(subscriber);
+        _state->index.Remove(subscriber->wanted, subscriber.get());
+        _state->subscribers.erase(at);
+        subscriber->removed = true;
     }
-    const std::shared_ptr<Subscriber> subscriber = at->second;
-    _state->index.Remove(subscriber->wanted, subscriber.get());
-    _state->subscribers.erase(at);
-    subscriber->removed = true;
-    while (!subscriber->callers.empty() && !subscriber->CalledByThisThread()) {
+    while (_state->CallRemains(callback)) {
         _state->returned.Wait(_state->mutex);
     }
 }

@@ -19,6 +19,7 @@ struct ChangeRouter::Entry : std::enable_shared_from_this<Entry> {
 
     GroupNameMatcher wanted;          // guarded by the router's mutex
     std::list<Delivery::Item> draft;  // guarded by the router's mutex; filled only within one Prepare
+    std::uint64_t stay = 0;           // changes under both mutexes; raised when the listener is removed
 
     osa::Mutex mutex{"listener"};  // taken after the router's mutex, never before it
     osa::Condition returned;
@@ -66,7 +67,7 @@ void TakeAway(GroupNameMatcher& wanted, const GroupNameMatcher& groups) {
 }
 
 /// Waits until the call that runs now on another thread, if any, has returned.
-void AwaitReturn(Entry& entry) ZUMRA_REQUIRES(entry.mutex) {
+void AwaitCall(Entry& entry) ZUMRA_REQUIRES(entry.mutex) {
     if (entry.caller == std::this_thread::get_id()) {
         return;
     }
@@ -165,29 +166,42 @@ void ChangeRouter::Remove(IChangeListener* listener, const GroupNameMatcher& gro
 }
 
 void ChangeRouter::Remove(IChangeListener* listener) {
+    Drop(listener);
+    AwaitReturn(listener);
+}
+
+void ChangeRouter::Drop(IChangeListener* listener) {
     State& state = *_state;
     std::list<Delivery::Item> dropped;
+    osa::MutexLock lock(state.mutex);
+    const std::shared_ptr<Entry> entry = state.Find(listener);
+    if (entry == nullptr) {
+        return;
+    }
+    state.index.Remove(entry->wanted, entry.get());
+    entry->wanted = GroupNameMatcher();
+    osa::MutexLock entryLock(entry->mutex);
+    if (entry->active) {
+        entry->active = false;
+        state.count.fetch_sub(1, std::memory_order_relaxed);
+    }
+    ++entry->stay;
+    dropped.swap(entry->queue);
+    if (!entry->inCall) {
+        state.Forget(entry);  // otherwise the one who calls it does so
+    }
+}
+
+void ChangeRouter::AwaitReturn(IChangeListener* listener) {
     std::shared_ptr<Entry> entry;
     {
-        osa::MutexLock lock(state.mutex);
-        entry = state.Find(listener);
-        if (entry == nullptr) {
-            return;
-        }
-        state.index.Remove(entry->wanted, entry.get());
-        entry->wanted = GroupNameMatcher();
-        osa::MutexLock entryLock(entry->mutex);
-        if (entry->active) {
-            entry->active = false;
-            state.count.fetch_sub(1, std::memory_order_relaxed);
-        }
-        dropped.swap(entry->queue);
-        if (!entry->inCall) {
-            state.Forget(entry);  // otherwise the one who calls it does so
-        }
+        osa::MutexLock lock(_state->mutex);
+        entry = _state->Find(listener);
     }
-    osa::MutexLock entryLock(entry->mutex);
-    AwaitReturn(*entry);
+    if (entry != nullptr) {
+        osa::MutexLock entryLock(entry->mutex);
+        AwaitCall(*entry);
+    }
 }
 
 ChangeRouter::Deliveries ChangeRouter::Prepare(const std::shared_ptr<const Change>& change) {
@@ -199,7 +213,7 @@ ChangeRouter::Deliveries ChangeRouter::Prepare(const std::shared_ptr<const Chang
             const std::string& name = group.first;
             state.index.ForEach(name, [&](Entry* entry) {
                 if (entry->draft.empty()) {
-                    deliveries.push_back({entry->shared_from_this(), {}});
+                    deliveries.push_back({entry->shared_from_this(), {}, entry->stay});
                     entry->draft.push_back({change, {}});
                 }
                 CoveredNames& covered = entry->draft.front().covered;
@@ -223,7 +237,7 @@ ChangeRouter::Deliveries ChangeRouter::Prepare(const std::shared_ptr<const Chang
 void ChangeRouter::Post(Deliveries& deliveries) noexcept {
     for (Delivery& delivery : deliveries) {
         osa::MutexLock lock(delivery.entry->mutex);
-        if (delivery.entry->active) {
+        if (delivery.entry->active && delivery.entry->stay == delivery.stay) {
             delivery.entry->queue.splice(delivery.entry->queue.end(), delivery.item);
         }
     }

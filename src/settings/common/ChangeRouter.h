@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <list>
 #include <memory>
@@ -63,6 +64,7 @@ public:
         };
         std::shared_ptr<Entry> entry;
         std::list<Item> item;  ///< one until posted, then none
+        std::uint64_t stay;    ///< the listener's, to tell it from one that came back
     };
     using Deliveries = std::vector<Delivery>;
 
@@ -77,8 +79,13 @@ public:
     /// Takes names and patterns away from what the listener is told of; what is queued for it stays. The
     /// listener stays known, even when it is left with nothing, until it is removed.
     void Remove(IChangeListener* listener, const GroupNameMatcher& groups);
-    /// After this the listener is called no more and may be destroyed. What was queued for it is dropped.
+    /// After this the listener is called no more and may be destroyed. What was prepared or queued for it is
+    /// dropped.
     void Remove(IChangeListener* listener);
+    /// The two halves of `Remove`: after the first no call of it begins, unless it is added again; the second
+    /// waits for a call that runs on another thread.
+    void Drop(IChangeListener* listener);
+    void AwaitReturn(IChangeListener* listener);
 
     [[nodiscard]] Deliveries Queue(const std::shared_ptr<const Change>& change);
     /// What `Queue` would put where. The change's names must not change any more; its groups and revision

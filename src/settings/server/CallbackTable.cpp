@@ -2,17 +2,19 @@
 
 #include <set>
 #include <string>
+#include <utility>
 
 namespace zumra::settings::server {
 
-class CallbackTable::Listener : public common::IChangeListener {
+class CallbackTable::Listener final : public common::IChangeListener,
+                                      public std::enable_shared_from_this<Listener> {
 public:
     explicit Listener(IChangeCallback* callback) : _callback(callback) {}
 
-    /// The subscriber may unsubscribe itself, which ends this listener: nothing of it is touched after the
-    /// call.
     void OnChange(const std::shared_ptr<const common::Change>& change,
                   const common::CoveredNames& covered) override {
+        // The subscriber may unsubscribe itself; this listener must survive its call.
+        const auto self = shared_from_this();
         std::set<std::string> names;
         core::IniFile data;
         for (const std::string* name : covered) {
@@ -36,7 +38,11 @@ void CallbackTable::Subscribe(IChangeCallback* callback, const common::GroupName
         _router.Add(at->second.get(), groups);
         return;
     }
-    const auto added = _listeners.emplace(callback, std::make_shared<Listener>(callback)).first;
+    std::shared_ptr<common::IChangeListener> listener = _leaving.Find(callback);
+    if (listener == nullptr) {
+        listener = std::make_shared<Listener>(callback);
+    }
+    const auto added = _listeners.emplace(callback, std::move(listener)).first;
     try {
         _router.Add(added->second.get(), groups);
     } catch (...) {
@@ -46,17 +52,22 @@ void CallbackTable::Subscribe(IChangeCallback* callback, const common::GroupName
 }
 
 void CallbackTable::UnSubscribe(IChangeCallback* callback) {
-    std::shared_ptr<Listener> listener;
+    std::shared_ptr<common::IChangeListener> listener;
     {
         osa::MutexLock lock(_mutex);
         const auto at = _listeners.find(callback);
         if (at == _listeners.end()) {
-            return;
+            listener = _leaving.Find(callback);
+        } else {
+            listener = at->second;
+            _leaving.Add(callback, listener);
+            _router.Drop(listener.get());
+            _listeners.erase(at);
         }
-        listener = at->second;
-        _listeners.erase(at);
     }
-    _router.Remove(listener.get());
+    if (listener != nullptr) {
+        _router.AwaitReturn(listener.get());
+    }
 }
 
 }  // namespace zumra::settings::server

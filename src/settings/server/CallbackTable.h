@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "settings/common/ChangeRouter.h"
+#include "settings/common/LeavingListeners.h"
 #include "zumra/osa/Mutex.h"
 #include "zumra/settings/IChangeCallback.h"
 
@@ -26,7 +27,8 @@ private:
 
     common::ChangeRouter& _router;
     osa::Mutex _mutex{"subscribers"};
-    std::map<IChangeCallback*, std::shared_ptr<Listener>> _listeners ZUMRA_GUARDED_BY(_mutex);
+    std::map<IChangeCallback*, std::shared_ptr<common::IChangeListener>> _listeners ZUMRA_GUARDED_BY(_mutex);
+    common::LeavingListeners _leaving ZUMRA_GUARDED_BY(_mutex);
 };
 
 }  // namespace zumra::settings::server

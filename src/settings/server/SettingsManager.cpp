@@ -220,6 +220,14 @@ void SettingsManager::UnSubscribe(common::IChangeListener* listener) {
     _state->router.Remove(listener);
 }
 
+void SettingsManager::Drop(common::IChangeListener* listener) {
+    _state->router.Drop(listener);
+}
+
+void SettingsManager::AwaitReturn(common::IChangeListener* listener) {
+    _state->router.AwaitReturn(listener);
+}
+
 void SettingsManager::Settle(common::IChangeListener* listener) {
     _state->router.Settle(listener);
 }

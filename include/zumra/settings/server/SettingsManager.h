@@ -191,6 +191,10 @@ public:
     void UnSubscribe(common::IChangeListener* listener, const common::GroupNameMatcher& groups);
     /// As for a subscriber.
     void UnSubscribe(common::IChangeListener* listener);
+    /// The two halves of it: after the first no call of the listener begins, unless it subscribes again; the
+    /// second waits for a call that runs on another thread.
+    void Drop(common::IChangeListener* listener);
+    void AwaitReturn(common::IChangeListener* listener);
     /// Returns when the listener has been told of everything committed before the call, which this call does
     /// itself where nobody is about it; waits for calls of the listener on another thread, and returns at
     /// once from within a call of it. Throws nothing but what the listener throws.

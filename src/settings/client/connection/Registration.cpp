@@ -13,12 +13,10 @@ void Registration::Activate(const Matcher& groups, const std::function<void()>& 
     _router.Add(_listener.get(), groups);
 }
 
-void Registration::Remove() {
-    {
-        osa::MutexLock lock(_mutex);
-        _removed = true;
-    }
-    _router.Remove(_listener.get());
+void Registration::Drop() {
+    osa::MutexLock lock(_mutex);
+    _removed = true;
+    _router.Drop(_listener.get());
 }
 
 }  // namespace zumra::settings::client

@@ -26,8 +26,14 @@ public:
     /// From now on the listener is told of these groups; `first`, if set, is called right before. Does
     /// nothing when removed.
     void Activate(const Matcher& groups, const std::function<void()>& first = {});
-    /// After this the listener is called no more, and `first` neither.
-    void Remove();
+    /// After this no call of the listener begins, and `first` is not called.
+    void Drop();
+    /// Waits for a call of the listener that runs on another thread.
+    void AwaitReturn() { _router.AwaitReturn(_listener.get()); }
+
+    [[nodiscard]] const std::shared_ptr<common::IChangeListener>& Listener() const noexcept {
+        return _listener;
+    }
 
     /// What the calls that subscribed the listener asked for, those included whose reply is still to come:
     /// one that is refused takes back no more than its own. The owner's, under its lock.

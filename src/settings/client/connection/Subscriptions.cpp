@@ -26,6 +26,7 @@ common::GroupMap MoveMatching(core::IniFile& document, const Subscriptions::Matc
 void Subscriptions::Subscribe(Connection& connection, IChangeCallback* callback, const Matcher& groups) {
     Addition addition;
     addition.key = callback;
+    addition.isCallback = true;
     addition.registration = std::make_shared<Registration>(
         _callbackRouter, std::make_shared<CallbackListener>(callback, _errors));
     ListCommand subscribe("subscribe", groups);
@@ -71,6 +72,10 @@ void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition
 
 /// The registration that is known already, if one is, takes the place of the addition's own.
 void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
+    const auto leaving = addition.isCallback ? _leaving.Find(addition.key) : nullptr;
+    if (leaving != nullptr) {
+        addition.registration = std::make_shared<Registration>(_callbackRouter, leaving);
+    }
     auto& known = _registrations.try_emplace(addition.key, addition.registration).first->second;
     addition.registration = known;
     _entries.Add(known->wanted.Add(groups));
@@ -96,29 +101,46 @@ void Subscriptions::Undo(Connection& connection, const Addition& addition, const
 }
 
 void Subscriptions::UnSubscribe(Connection& connection, IChangeCallback* callback) {
-    Remove(connection, callback);
+    if (!Remove(connection, callback)) {
+        AwaitReturn(callback);
+    }
+}
+
+/// For a callback that is unsubscribed already, maybe from within a call that is still running.
+void Subscriptions::AwaitReturn(const IChangeCallback* callback) {
+    std::shared_ptr<common::IChangeListener> leaving;
+    {
+        osa::MutexLock lock(_mutex);
+        leaving = _leaving.Find(callback);
+    }
+    if (leaving != nullptr) {
+        _callbackRouter.AwaitReturn(leaving.get());
+    }
 }
 
 void Subscriptions::Unfollow(Connection& connection, IFollower* follower) {
     Remove(connection, follower);
 }
 
-void Subscriptions::Remove(Connection& connection, const void* key) {
+bool Subscriptions::Remove(Connection& connection, const void* key) {
     std::shared_ptr<Registration> registration;
     Matcher wanted;
     {
         osa::MutexLock lock(_mutex);
         const auto found = _registrations.find(key);
         if (found == _registrations.end()) {
-            return;
+            return false;
         }
-        registration = std::move(found->second);
+        registration = found->second;
+        _leaving.Add(key, registration->Listener());
+        registration->Drop();
         _registrations.erase(found);
         wanted = std::exchange(registration->wanted, {}).All();
     }
-    registration->Remove();
+    registration->AwaitReturn();
     _queue.Bury(std::move(registration));
     Drop(connection, wanted);
+    return true;
 }
 
 void Subscriptions::Drop(Connection& connection, const Matcher& entries) {

@@ -10,6 +10,7 @@
 #include "settings/client/connection/Connection.h"
 #include "settings/client/connection/Registration.h"
 #include "settings/client/connection/SubscribedEntries.h"
+#include "settings/common/LeavingListeners.h"
 #include "zumra/osa/Mutex.h"
 
 namespace zumra::settings::client {
@@ -44,6 +45,7 @@ private:
     /// What one call adds.
     struct Addition {
         const void* key = nullptr;
+        bool isCallback = false;
         std::shared_ptr<Registration> registration;
         /// All that the registration has now.
         Matcher all;
@@ -52,7 +54,8 @@ private:
     void Perform(Connection& connection, Exchange& exchange, Addition& addition, const Matcher& groups);
     void Enter(Addition& addition, const Matcher& groups) ZUMRA_REQUIRES(_mutex);
     void Undo(Connection& connection, const Addition& addition, const Matcher& groups);
-    void Remove(Connection& connection, const void* key);
+    bool Remove(Connection& connection, const void* key);
+    void AwaitReturn(const IChangeCallback* callback);
     void Drop(Connection& connection, const Matcher& entries);
 
     const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
@@ -66,6 +69,8 @@ private:
     SubscribedEntries _entries ZUMRA_GUARDED_BY(_mutex);
     /// By the address of the callback or follower.
     std::map<const void*, std::shared_ptr<Registration>> _registrations ZUMRA_GUARDED_BY(_mutex);
+    /// For callbacks only.
+    common::LeavingListeners _leaving ZUMRA_GUARDED_BY(_mutex);
 };
 
 }  // namespace zumra::settings::client
