@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pthread.h>
+#include <signal.h>
 
+#include <atomic>
 #include <future>
 #include <random>
 #include <string>
+#include <thread>
 
 #include "client/FakeBackend.h"
 #include "zumra/osa/Exception.h"
@@ -193,6 +197,18 @@ TEST_F(ChangeQueueTests, TakesALaterSnapshotForAllThatThereIs) {
     EXPECT_EQ(news.groups.count("c"), 1u);
 }
 
+TEST_F(ChangeQueueTests, DoesNotTakeASnapshotForMoreThanWasAskedFor) {
+    _backend.Merge(OneValue("b", "1"));
+    Start("a");
+    _backend.Reconnect(OneValue("b", "1"));
+    _backend.onCall = [](const std::string&) { throw osa::Exception("no server"); };
+    EXPECT_THROW(_queue.Want(Matcher("b")), osa::Exception);
+    const Arrivals news = _queue.Take();
+    EXPECT_TRUE(news.whole);
+    EXPECT_TRUE(news.scope.Matches("a"));
+    EXPECT_FALSE(news.scope.Matches("b")) << "nothing is known of it";
+}
+
 TEST_F(ChangeQueueTests, TriesAgainWhatCouldNotBeFollowed) {
     _backend.Merge(OneValue("b", "1"));
     Start("a");
@@ -253,6 +269,33 @@ TEST_F(ChangeQueueTests, WaitsAtLeastTheTimeGiven) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(_queue.Wait(milliseconds(20)));
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(20));
+}
+
+std::atomic<int> signalsTaken{0};
+
+TEST_F(ChangeQueueTests, WaitsOnWhenASignalComes) {
+    struct sigaction ignored {};
+    struct sigaction count {};
+    count.sa_handler = [](int) { ++signalsTaken; };
+    ASSERT_EQ(::sigaction(SIGUSR1, &count, &ignored), 0);
+    Start("a");
+    std::promise<pthread_t> waiting;
+    auto waiter = std::async(std::launch::async, [this, &waiting] {
+        waiting.set_value(::pthread_self());
+        return _queue.Wait(kNever);
+    });
+    const pthread_t thread = waiting.get_future().get();
+    const auto waits = [&waiter] { return waiter.wait_for(milliseconds(0)) == std::future_status::timeout; };
+    for (int sent = 1; sent <= 100 && waits(); ++sent) {
+        ASSERT_EQ(::pthread_kill(thread, SIGUSR1), 0);
+        while (signalsTaken < sent && waits()) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_TRUE(waits());
+    _backend.Merge(OneValue("a", "1"));
+    EXPECT_TRUE(waiter.get());
+    ::sigaction(SIGUSR1, &ignored, nullptr);
 }
 
 TEST_F(ChangeQueueTests, WakesEveryoneWhoWaits) {

@@ -171,7 +171,7 @@ TEST_P(ConcurrencyTests, EightThreadsReadOnlyWhatTheModelAllows) {
 /// Remembers the highest number that each thread wrote.
 class OwnFollower final : public client::IFollower {
 public:
-    void OnSnapshot(const common::GroupMap&) override {}
+    void OnSnapshot(const common::GroupMap&, const common::GroupNameMatcher&) override {}
     void OnChange(const std::shared_ptr<const common::Change>& change, const common::CoveredNames&) override {
         for (const auto& [name, values] : *change->groups.at("shared")) {
             _last.at(std::stoul(name)).store(static_cast<unsigned>(std::stoul(values)));

@@ -32,7 +32,8 @@ inline void PrintTo(const KnownExchange& exchange, std::ostream* out) {
 /// Remembers what it is told.
 class RecordingFollower final : public settings::client::IFollower {
 public:
-    void OnSnapshot(const settings::common::GroupMap& groups) override {
+    void OnSnapshot(const settings::common::GroupMap& groups,
+                    const settings::common::GroupNameMatcher& /*scope*/) override {
         _text += "snapshot";
         for (const auto& [name, group] : groups) {
             Add(name, group);

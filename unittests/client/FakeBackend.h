@@ -34,7 +34,7 @@ public:
         osa::MutexLock lock(_mutex);
         _store = meanwhile;
         for (const auto& [follower, groups] : _followers) {
-            follower->OnSnapshot(Matching(groups));
+            follower->OnSnapshot(Matching(groups), groups);
         }
     }
 
@@ -113,7 +113,7 @@ public:
         osa::MutexLock lock(_mutex);
         Matcher& followed = _followers[follower];
         followed.Add(groups);
-        follower->OnSnapshot(Matching(followed));
+        follower->OnSnapshot(Matching(followed), followed);
     }
     void Unfollow(IFollower* follower) override {
         osa::MutexLock lock(_mutex);

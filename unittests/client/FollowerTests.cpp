@@ -16,7 +16,7 @@ namespace {
 /// Stays in its first call for a while, unless it is told to go on.
 class SlowFollower final : public IFollower {
 public:
-    void OnSnapshot(const common::GroupMap& /*groups*/) override {}
+    void OnSnapshot(const common::GroupMap& /*groups*/, const IBackend::Matcher& /*scope*/) override {}
     void OnChange(const std::shared_ptr<const common::Change>& change,
                   const common::CoveredNames& /*covered*/) override {
         if (Last().empty()) {

@@ -1,6 +1,7 @@
 #include "zumra/settings/IniWatcher.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <memory>
 #include <string>
@@ -262,6 +263,21 @@ TEST_F(IniWatcherFaultTests, NeedsAClientAndADocument) {
     }
 }
 
+TEST_F(IniWatcherFaultTests, SaysThatNoDescriptorIsLeft) {
+    rlimit old{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &old), 0);
+    const rlimit none{0, old.rlim_max};
+    std::string text;
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    try {
+        const IniWatcher watcher(&_client, &_document);
+    } catch (const osa::Exception& error) {
+        text = error.what();
+    }
+    ::setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_EQ(text, "Failed to create the file descriptor of a watcher: Too many open files");
+}
+
 TEST_F(IniWatcherFaultTests, MakesUpForAFirstUpdateThatFailed) {
     _client.SetValue("[a]x", "1");
     _document["b"]["old"] = "1";
@@ -298,6 +314,20 @@ TEST_F(IniWatcherFaultTests, KeepsAPatternThatCouldNotBeAskedFor) {
     Mend();
     EXPECT_TRUE(_watcher.Update());
     EXPECT_EQ(_document, OneSetting("a", "x", "1"));
+}
+
+TEST_F(IniWatcherFaultTests, LeavesGroupsAloneThatCouldNotBeAskedForYet) {
+    _watcher.AddPattern("a");
+    _watcher.Update();
+    _backend->Reconnect(OneSetting("b", "x", "1"));
+    Fail("Follow");
+    EXPECT_THROW(_watcher.AddPattern("b"), osa::Exception);
+    _document["b"]["x"] = "old";
+    EXPECT_TRUE(_watcher.TryUpdate());
+    EXPECT_EQ(_document, OneSetting("b", "x", "old"));
+    Mend();
+    EXPECT_TRUE(_watcher.Update());
+    EXPECT_EQ(_document, OneSetting("b", "x", "1"));
 }
 
 TEST_F(IniWatcherFaultTests, TakesAReconnectionForAChange) {

@@ -78,7 +78,9 @@ TEST_P(SharedServerTests, FollowersSeeASnapshotAndWhatComesAfterIt) {
 /// backwards.
 class CountFollower final : public client::IFollower {
 public:
-    void OnSnapshot(const common::GroupMap& groups) override { Take(groups, true); }
+    void OnSnapshot(const common::GroupMap& groups, const common::GroupNameMatcher& /*scope*/) override {
+        Take(groups, true);
+    }
     void OnChange(const std::shared_ptr<const common::Change>& change, const common::CoveredNames&) override {
         Take(change->groups, false);
     }

@@ -64,7 +64,7 @@ void ChangeQueue::FollowWanted() {
             _known = _known || !wanted.empty();
         }
         if (wanted.empty()) {
-            OnSnapshot({});
+            OnSnapshot({}, wanted);
         } else {
             _backend.Follow(this, wanted);
         }
@@ -95,7 +95,7 @@ Arrivals ChangeQueue::Take() {
     taken.any = std::exchange(_any, false);
     taken.whole = std::exchange(_whole, false);
     if (taken.whole) {
-        taken.scope = _wanted;
+        taken.scope = std::exchange(_scope, {});
     }
     taken.groups = std::exchange(_groups, {});
     RememberGiven(taken);
@@ -116,9 +116,10 @@ void ChangeQueue::RememberGiven(const Arrivals& taken) {
     }
 }
 
-void ChangeQueue::OnSnapshot(const GroupMap& groups) {
+void ChangeQueue::OnSnapshot(const GroupMap& groups, const Matcher& scope) {
     osa::MutexLock lock(_mutex);
     _groups = groups;
+    _scope = scope;
     _whole = true;
     _any = true;
     _ready.Raise();

@@ -18,7 +18,7 @@ struct Arrivals {
     bool whole = false;
     /// Each changed group as it is after the last of its changes; without a group where it was removed.
     common::GroupMap groups;
-    /// Everything wanted; set when `whole`.
+    /// Set when `whole`. Lacks what is wanted but could not be asked for yet.
     IBackend::Matcher scope;
 };
 
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] bool Wait(std::chrono::milliseconds timeout) const { return _ready.Wait(timeout); }
     [[nodiscard]] int FileDescriptor() const noexcept { return _ready.FileDescriptor(); }
 
-    void OnSnapshot(const common::GroupMap& groups) override;
+    void OnSnapshot(const common::GroupMap& groups, const IBackend::Matcher& scope) override;
     void OnChange(const std::shared_ptr<const common::Change>& change,
                   const common::CoveredNames& covered) override;
 
@@ -69,6 +69,7 @@ private:
     bool _known ZUMRA_GUARDED_BY(_mutex) = false;  // to the backend
     bool _any ZUMRA_GUARDED_BY(_mutex) = true;
     bool _whole ZUMRA_GUARDED_BY(_mutex) = false;
+    IBackend::Matcher _scope ZUMRA_GUARDED_BY(_mutex);
     common::GroupMap _groups ZUMRA_GUARDED_BY(_mutex);
     std::set<std::string, std::less<>> _given ZUMRA_GUARDED_BY(_mutex);
 };

@@ -2,8 +2,8 @@
 
 namespace zumra::settings::client {
 
-void FollowerRelay::Start(const common::GroupMap& snapshot) {
-    _follower->OnSnapshot(snapshot);
+void FollowerRelay::Start(const common::GroupMap& snapshot, const IBackend::Matcher& scope) {
+    _follower->OnSnapshot(snapshot, scope);
     for (;;) {
         std::vector<Held> held;
         {

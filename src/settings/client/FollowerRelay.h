@@ -15,8 +15,8 @@ class FollowerRelay final : public common::IChangeListener {
 public:
     explicit FollowerRelay(IFollower* follower) : _follower(follower) {}
 
-    /// Hands over the snapshot, then the changes held back. Once.
-    void Start(const common::GroupMap& snapshot);
+    /// Hands over the snapshot of what `scope` covers, then the changes held back. Once.
+    void Start(const common::GroupMap& snapshot, const IBackend::Matcher& scope);
 
     void OnChange(const std::shared_ptr<const common::Change>& change,
                   const common::CoveredNames& covered) override;

@@ -17,9 +17,10 @@ namespace zumra::settings::client {
 /// client.
 class IFollower : public common::IChangeListener {
 public:
-    /// What the followed groups are, from which on `OnChange` tells of changes. May come again (after a
-    /// connection was lost and made again, or when patterns were added): it then replaces all that is known.
-    virtual void OnSnapshot(const common::GroupMap& groups) = 0;
+    /// What the followed groups are, from which on `OnChange` tells of changes: all that `scope` covers, so
+    /// what `scope` covers and `groups` lacks does not exist. May come again (after a connection was lost and
+    /// made again, or when patterns were added): it then replaces all that is known.
+    virtual void OnSnapshot(const common::GroupMap& groups, const common::GroupNameMatcher& scope) = 0;
 };
 
 /// One way of reaching a store. Every operation may be called from any thread; errors are thrown as

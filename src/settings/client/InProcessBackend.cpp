@@ -207,7 +207,7 @@ void InProcessBackend::Follow(IFollower* follower, const Matcher& groups) {
     followed.relay = std::make_unique<FollowerRelay>(follower);
     common::GroupMap snapshot;
     _manager.Subscribe(followed.relay.get(), followed.groups, &snapshot);
-    followed.relay->Start(snapshot);
+    followed.relay->Start(snapshot, followed.groups);
 }
 
 void InProcessBackend::Unfollow(IFollower* follower) {

@@ -44,8 +44,9 @@ void Subscriptions::Follow(Connection& connection, IFollower* follower, const Ma
     GetCommand get(addition.all);
     Exchange exchange(subscribe, get);
     exchange.OnSuccess([&addition, &get, follower] {
-        addition.registration->Activate(
-            addition.all, [&] { follower->OnSnapshot(MoveMatching(get.Groups(), addition.all)); });
+        addition.registration->Activate(addition.all, [&] {
+            follower->OnSnapshot(MoveMatching(get.Groups(), addition.all), addition.all);
+        });
     });
     Perform(connection, exchange, addition, groups);
 }
