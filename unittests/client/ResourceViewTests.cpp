@@ -173,7 +173,7 @@ TEST(ResourceLayoutTests, TakesAStarInANameForAnOrdinaryCharacter) {
     EXPECT_FALSE(groups.Matches("Resources/R2"));
 }
 
-TEST(ResourceLayoutTests, RefusesNamesAmongTheConsumersOfAnotherResource) {
+TEST(ResourceLayoutTests, RefusesNamesOfGroupsThatAnotherResourceHas) {
     for (const char* name :
          {"A/Consumers/B", "A/Consumers", "/Consumers", "A/Consumers/", "A/B/Consumers/C/D"}) {
         try {
@@ -185,8 +185,18 @@ TEST(ResourceLayoutTests, RefusesNamesAmongTheConsumersOfAnotherResource) {
                           "': a part 'Consumers' after a '/' is kept for the consumers of a resource");
         }
     }
-    for (const char* name :
-         {"", "A", "A/B", "Consumers", "Consumers/A", "A/Consumers2", "AllowedConsumers"}) {
+    for (const char* name : {"A/AllowedConsumers", "/AllowedConsumers", "A/B/AllowedConsumers"}) {
+        try {
+            ResourceLayout layout(name);
+            ADD_FAILURE() << name;
+        } catch (const osa::Exception& error) {
+            EXPECT_EQ(error.what(),
+                      "Invalid resource name '" + std::string(name) +
+                          "': '/AllowedConsumers' at the end is kept for the list of who may use a resource");
+        }
+    }
+    for (const char* name : {"", "A", "A/B", "Consumers", "Consumers/A", "A/Consumers2", "AllowedConsumers",
+                             "A/AllowedConsumers/B", "A/NotAllowedConsumers"}) {
         EXPECT_NO_THROW(ResourceLayout layout(name)) << name;
     }
 }

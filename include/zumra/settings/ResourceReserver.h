@@ -27,7 +27,8 @@ class ZumraSettingsClient;
 /// |                                         | `MaxAllowed`     | the most that it may use      | no cap  |
 ///
 /// Names stand in the groups' names as they are, and may hold any text; only a resource's name must not have
-/// a part "Consumers" after a "/", where it would lie among the consumers of another resource.
+/// a part "Consumers" after a "/", nor end in "/AllowedConsumers", where its group would be one of another
+/// resource.
 ///
 /// Available to a consumer is the total without what all others use, but at most its cap, and nothing when it
 /// is not allowed. What it uses itself is not taken off; another's cap reserves nothing. It is never below 0,
@@ -54,7 +55,7 @@ class ZumraSettingsClient;
 class ZUMRA_EXPORT ResourceReserver {
 public:
     /// Reads nothing. Throws `zumra::osa::Exception` when `client` is null, and "Invalid resource name
-    /// '<resource>': ..." for a name that the table above does not allow.
+    /// '<resource>': ..." for a name that lies within another resource, see above.
     ResourceReserver(ZumraSettingsClient* client, const std::string& resource, const std::string& consumer);
     /// Leaves the settings alone: what the consumer uses stays in use.
     ~ResourceReserver();

@@ -15,10 +15,11 @@ namespace zumra::settings::client {
 /// | `Resources/<resource>/Consumers/<name>`| `CurrentlyUsed`, `MaxAllowed`                               |
 ///
 /// Names stand there as they are; a consumer's name may hold any text, also "/". No group belongs to two
-/// resources, because a resource's name has no part "Consumers" after a "/".
+/// resources, because a resource's name has no part "Consumers" after a "/" and does not end in
+/// "/AllowedConsumers".
 class ResourceLayout {
 public:
-    /// Throws `osa::Exception` for a name that would lie among the consumers of another resource.
+    /// Throws `osa::Exception` for a name whose group would be one of another resource.
     explicit ResourceLayout(const std::string& resource);
 
     [[nodiscard]] const std::string& Group() const noexcept { return _group; }
