@@ -49,12 +49,10 @@ public:
     /// Where the store is and how it is reached. The numbers are fixed.
     enum OperationMode {
         /// The store is in this object; operations work on it directly. No thread. Callbacks run on the
-        /// thread
-        /// that makes the change, within the call.
+        /// thread that makes the change, within the call.
         kLocal = 2,
         /// As behind a connection to another process, but the server's end is run by the calling thread,
-        /// within
-        /// the call. No thread. Callbacks run on the calling thread, at the end of the call.
+        /// within the call. No thread. Callbacks run on the calling thread, at the end of the call.
         kLocalSingleThreadedPipe = 3,
         /// As behind a connection to another process; the server's end, and callbacks, run on threads of this
         /// object, started by the constructor and ended by the destructor.
