@@ -57,6 +57,13 @@ std::string Refresh(const Client& client, const char* held) {
     return document.SaveToString();
 }
 
+template <class Groups>
+std::string Refresh(const Client& client, const Groups& groups, const char* held) {
+    core::IniFile document = Document(held);
+    client.RefreshSettings(groups, document);
+    return document.SaveToString();
+}
+
 std::string Test(Client& client, const char* expected, const char* values) {
     Client::Difference why;
     const bool merged = client.TestAndMerge(Document(expected), Document(values), &why);
@@ -112,6 +119,19 @@ std::vector<Step> Readings() {
              return Get(c, Strings{"Camera/1", "Cam*", "*"});
          }},
         {"refresh", [](Client& c) { return Refresh(c, "[Camera/1]\nold=1\n[Vanished]\nx=1\n[Alarm]\n"); }},
+        {"refresh by name",
+         [](Client& c) { return Refresh(c, Strings{"Camera/1"}, "[Camera/1]\nold=1\n[Alarm]\nold=1\n"); }},
+        {"refresh by pattern",
+         [](Client& c) {
+             return Refresh(c, std::string("Camera/*"),
+                            "[Camera/1]\nold=1\n[Camera/9]\nx=1\n[Camera*]\nx=1\n[Alarm]\n");
+         }},
+        {"refresh by set",
+         [](Client& c) {
+             return Refresh(c, Strings{"Al*", "Camera/2", "Vanished"},
+                            "[Alarm]\n[Camera/1]\nold=1\n[Vanished]\nx=1\n");
+         }},
+        {"refresh by empty set", [](Client& c) { return Refresh(c, Strings{}, "[Alarm]\nold=1\n"); }},
         {"refresh nothing", [](Client& c) { return Refresh(c, ""); }},
         {"get value", [](Client& c) { return c.GetValue("[Camera/1]name"); }},
         {"get missing value", [](Client& c) { return c.GetValue("[Camera/1]missing"); }},
@@ -296,7 +316,9 @@ TEST(ModeTableResultTests, TheLocalModeGivesWhatIsAskedFor) {
     const auto local = [](const Step& step) { return RunStep(Client::kLocal, step); };
     EXPECT_EQ(local(Readings()[0]), "[Camera/1]\nname = front\n\n[untouched]\nx = 1\n\n");
     EXPECT_EQ(local(Readings()[6]), "[Alarm]\nempty = \non = true\n\n[Camera/1]\nname = front\n\n");
-    EXPECT_EQ(local(Readings()[12]).substr(0, 58),
+    EXPECT_EQ(local(Readings()[8]), "[Alarm]\n\n[Camera*]\nx = 1\n\n[Camera/1]\nname = front\n\n");
+    EXPECT_EQ(local(Readings()[9]), "[Alarm]\nempty = \non = true\n\n[Camera/1]\nold = 1\n\n");
+    EXPECT_EQ(local(Readings()[16]).substr(0, 58),
               "threw Failed to parse 'asdasdasdas' as a SettingLocator\n[A");
     EXPECT_EQ(local(Tests()[1]).substr(0, 61),
               "refused group=Alarm name=on expected=no actual=true does not ");

@@ -97,6 +97,9 @@ public:
     /// Reads again exactly the groups that `target` holds. One that no longer exists is removed from
     /// `target`; none is added. When this throws, `target` is as it was.
     void RefreshSettings(core::IniFile& target) const;
+    /// As above, but reads only those groups of `target` again that are selected; its others stay.
+    void RefreshSettings(const std::string& groupPattern, core::IniFile& target) const;
+    void RefreshSettings(const std::set<std::string>& groupPatterns, core::IniFile& target) const;
     /// The value's text; empty when the value or its group does not exist.
     [[nodiscard]] std::string GetValue(const std::string& locator) const;
     /// As `GetValue`, but tells an empty value from one that does not exist.

@@ -12,6 +12,24 @@ using client::InProcessServer;
 using common::GroupNameMatcher;
 using common::SettingLocator;
 
+namespace {
+
+void Refresh(client::IBackend& backend, const GroupNameMatcher& selected, core::IniFile& target) {
+    GroupNameMatcher read;
+    core::IniFile fresh;
+    for (const auto& [name, values] : target) {
+        if (selected.Matches(name)) {
+            read.AddName(name);
+        } else {
+            fresh.SetGroup(name, values);
+        }
+    }
+    backend.Get(read, fresh);
+    swap(target, fresh);
+}
+
+}  // namespace
+
 ZumraSettingsClient::ZumraSettingsClient(OperationMode mode)
     : ZumraSettingsClient(InProcessServer().Connect(mode)) {}
 
@@ -33,13 +51,16 @@ void ZumraSettingsClient::GetSettings(const std::set<std::string>& groupPatterns
 }
 
 void ZumraSettingsClient::RefreshSettings(core::IniFile& target) const {
-    GroupNameMatcher held;
-    for (const auto& [name, values] : target) {
-        held.AddName(name);
-    }
-    core::IniFile fresh;
-    _backend->Get(held, fresh);
-    swap(target, fresh);
+    Refresh(*_backend, GroupNameMatcher("*"), target);
+}
+
+void ZumraSettingsClient::RefreshSettings(const std::string& groupPattern, core::IniFile& target) const {
+    Refresh(*_backend, GroupNameMatcher(groupPattern), target);
+}
+
+void ZumraSettingsClient::RefreshSettings(const std::set<std::string>& groupPatterns,
+                                          core::IniFile& target) const {
+    Refresh(*_backend, GroupNameMatcher(groupPatterns), target);
 }
 
 std::string ZumraSettingsClient::GetValue(const std::string& locator) const {
