@@ -6,9 +6,10 @@
 #include <signal.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
+#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -37,26 +38,61 @@ std::string Commit(int number) {
            "\n.\nflush\n";
 }
 
+/// How far the writer is, for the one who kills.
+class Progress {
+public:
+    void Saved(int commits, std::chrono::microseconds lastTook) {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _saved = commits;
+        _lastTook = lastTook;
+        _changed.notify_one();
+    }
+    void End() {
+        const std::lock_guard<std::mutex> lock(_mutex);
+        _ended = true;
+        _changed.notify_one();
+    }
+    /// Returns how long the last of so many commits took.
+    std::chrono::microseconds Await(int commits) {
+        std::unique_lock<std::mutex> lock(_mutex);
+        _changed.wait(lock, [&] { return _ended || _saved >= commits; });
+        return _lastTook;
+    }
+
+private:
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    int _saved = 0;
+    bool _ended = false;
+    std::chrono::microseconds _lastTook{6000};
+};
+
 struct Written {
     int sent = 0;
     int saved = 0;
 };
 
 /// Commits one number after another, each saved, until the daemon is gone.
-Written WriteUntilKilled(const std::string& socket, int from) {
+Written WriteUntilKilled(const std::string& socket, int from, Progress& progress) {
+    using Clock = std::chrono::steady_clock;
     Written written{from, from};
     try {
         RawClient client(socket);
         for (;;) {
+            const auto start = Clock::now();
             client.Send(Commit(++written.sent));
             if (client.ReceiveUntil("\n") != "flushed\n") {
-                return written;
+                break;
             }
             written.saved = written.sent;
+            progress.Saved(written.saved - from,
+                           std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start));
         }
     } catch (const std::runtime_error&) {
-        return written;  // The connection broke while sending.
+        // The connection broke while sending.
     }
+    progress.End();
+    return written;
 }
 
 class KillTest : public ::testing::TestWithParam<const char*> {
@@ -87,16 +123,19 @@ TEST_P(KillTest, LosesNothingThatWasSaved) {
         DaemonProcess daemon(
             {"--socket", _socket, "--store", _uri, "--save-delay", kill % 2 == 0 ? "0" : "1"});
         ASSERT_TRUE(daemon.Serves()) << daemon.Log();
-        const std::chrono::microseconds moment(random() % 12000);
+        // Anywhere in the course of a commit or two, on a fast machine and on a slow one.
+        Progress progress;
+        const int commitsBefore = static_cast<int>(random() % 4);
+        const unsigned permille = random() % 2000;
         std::thread killer([&] {
-            std::this_thread::sleep_for(moment);
+            std::this_thread::sleep_for(progress.Await(commitsBefore) * permille / 1000);
             daemon.Signal(SIGKILL);
         });
-        const Written written = WriteUntilKilled(_socket, number);
+        const Written written = WriteUntilKilled(_socket, number, progress);
         killer.join();
         ASSERT_EQ(1000 + SIGKILL, daemon.Wait()) << daemon.Log();
         const int stored = Stored();
-        ASSERT_GE(stored, written.saved) << "kill " << kill << " after " << moment.count() << " us";
+        ASSERT_GE(stored, written.saved) << "kill " << kill << ", " << commitsBefore << " commits before";
         ASSERT_LE(stored, written.sent);
         commits += written.saved - number;
         number = stored;
