@@ -1,10 +1,10 @@
 #include "check/CommandLine.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
+#include <set>
 
-#include "check/NearestName.h"
+#include "check/Options.h"
 
 namespace zumra::check {
 
@@ -12,87 +12,10 @@ namespace {
 
 using Names = std::vector<std::string_view>;
 
-/// What options decide; deciding one of them twice, differently, is a contradiction.
-enum class Setting { kAnswer, kFork, kPrint, kXml, kSelection };
-
-struct Option {
-    std::string_view longName;
-    std::string_view shortName;
-    /// What the option stands for; empty when a value follows it.
-    std::string_view value;
-    /// How the help calls the value that follows.
-    std::string_view valueName;
-    std::string_view help;
-    Setting setting;
-    void (*apply)(CommandLine& line, std::string_view value);
-
-    [[nodiscard]] bool TakesValue() const { return value.empty(); }
-    /// Each use adds to what the earlier ones said.
-    [[nodiscard]] bool IsRepeatable() const { return setting == Setting::kSelection; }
-};
-
-std::string Quoted(std::string_view text) {
-    return "'" + std::string(text) + "'";
-}
-
-std::string DidYouMean(std::string_view given, const Names& names) {
-    const std::string_view nearest = NearestName(given, names);
-    return nearest.empty() ? "" : "; did you mean " + Quoted(nearest) + "?";
-}
-
-void SetAnswer(CommandLine& line, std::string_view value) {
-    line.answer = value == "list"   ? CommandLine::Answer::kList
-                  : value == "help" ? CommandLine::Answer::kHelp
-                                    : CommandLine::Answer::kVersion;
-}
-
-void SetFork(CommandLine& line, std::string_view value) {
-    line.fork = value == "yes";
-}
-
-void SetPrint(CommandLine& line, std::string_view value) {
-    static const Names modes = {"silent", "minimal", "normal",
-                                "verbose"};  // in the order of CommandLine::Print
-    const auto found = std::find(modes.begin(), modes.end(), value);
-    if (found == modes.end())
-        throw CommandLineError("option '--print' knows no mode " + Quoted(value) + DidYouMean(value, modes));
-    line.print = static_cast<CommandLine::Print>(found - modes.begin());
-}
-
-void SetXml(CommandLine& line, std::string_view value) {
-    if (value.empty())
-        throw CommandLineError("option '--xml' needs the name of a file, not an empty text");
-    line.xmlPath = std::string(value);
-}
-
-void AddFilter(CommandLine& line, std::string_view value) {
-    line.selection.filters.emplace_back(value);
-}
-
-void AddExclude(CommandLine& line, std::string_view value) {
-    line.selection.excludes.emplace_back(value);
-}
-
-// clang-format off
-constexpr std::array kOptions = {
-    Option{"--filter", "", "", "GLOB", "run only checks whose SUITE/CASE/CHECK matches", Setting::kSelection, AddFilter},
-    Option{"--exclude", "-x", "", "GLOB", "leave out checks whose SUITE/CASE/CHECK matches", Setting::kSelection, AddExclude},
-    Option{"--list", "-l", "list", "", "list the suites, with -v every check, and run nothing", Setting::kAnswer, SetAnswer},
-    Option{"--fork", "", "yes", "", "run each check in a process of its own (default)", Setting::kFork, SetFork},
-    Option{"--no-fork", "", "no", "", "run all checks in one process", Setting::kFork, SetFork},
-    Option{"--print", "", "", "MODE", "report silent, minimal, normal (default) or verbose", Setting::kPrint, SetPrint},
-    Option{"--quiet", "-q", "silent", "", "the same as --print silent", Setting::kPrint, SetPrint},
-    Option{"--verbose", "-v", "verbose", "", "the same as --print verbose", Setting::kPrint, SetPrint},
-    Option{"--xml", "", "", "FILE", "write Check's XML log to FILE", Setting::kXml, SetXml},
-    Option{"--help", "-h", "help", "", "show this text and run nothing", Setting::kAnswer, SetAnswer},
-    Option{"--version", "-V", "version", "", "show the versions and run nothing", Setting::kAnswer, SetAnswer},
-};
-// clang-format on
-
 /// `name`: which of an option's two names `given` is. `place`: where it was found, for the message.
 const Option& Find(std::string_view given, std::string_view Option::*name, const std::string& place = "") {
     Names names;
-    for (const Option& option : kOptions) {
+    for (const Option& option : Options()) {
         if (option.*name == given)
             return option;
         if (!(option.*name).empty())
@@ -187,33 +110,47 @@ private:
     CommandLine _result;
 };
 
-/// "  -q, --quiet       the same as --print silent"
+/// Two reports in one file are none.
+void RequireDifferentFiles(const CommandLine& line) {
+    std::set<std::string> names;
+    for (const auto* path : {&line.xmlPath, &line.junitPath, &line.tapPath, &line.htmlPath})
+        if (*path && !names.insert(**path).second)
+            throw CommandLineError("two reports are to be written to " + Quoted(**path));
+}
+
+/// "  -q, --quiet                 the same as --print silent"
 std::string HelpLine(const Option& option) {
     std::string names = option.shortName.empty() ? "    " : std::string(option.shortName) + ", ";
     names += option.longName;
     if (option.TakesValue())
         names += " " + std::string(option.valueName);
-    names.resize(20, ' ');
+    names.resize(28, ' ');
     return "  " + names + std::string(option.help) + "\n";
 }
 
 }  // namespace
 
 CommandLine ParseCommandLine(const Names& arguments, const std::optional<Names>& knownSuites) {
-    return Parser(arguments, knownSuites).Parse();
+    CommandLine line = Parser(arguments, knownSuites).Parse();
+    RequireDifferentFiles(line);
+    return line;
 }
 
 std::string HelpText(std::string_view program) {
     std::string text = "Usage: " + std::string(program) + " [OPTION]... [SUITE]...\n";
     text += "Runs the named suites, all of them when none is named, in their fixed order.\n\n";
-    for (const Option& option : kOptions)
+    for (const Option& option : Options())
         text += HelpLine(option);
     text +=
         "\nA GLOB is for the whole name, as -l -v shows it; * ? [...] also stand for a slash. --filter and\n";
     text += "--exclude may be given several times; selecting no check at all is an error.\n";
     text += "\nA check may take 4 seconds; CK_DEFAULT_TIMEOUT in the environment sets other ones, and\n";
     text += "CK_TIMEOUT_MULTIPLIER multiplies every check's time.\n";
-    text += "Status: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";
+    text +=
+        "\nFILE may be - for standard output. Reports other than Check's XML log are written when the "
+        "program\n";
+    text += "ends, also where a check has ended it.\n";
+    text += "\nStatus: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";
     text += "Where Check itself cannot go on (no temporary file, no process to be had) the status is 2.\n";
     return text;
 }

@@ -20,11 +20,23 @@ public:
 struct CommandLine {
     enum class Answer { kRun, kHelp, kList, kVersion };
     enum class Print { kSilent, kMinimal, kNormal, kVerbose };
+    enum class Color { kAuto, kAlways, kNever };
 
     Answer answer = Answer::kRun;
     bool fork = true;
     Print print = Print::kNormal;
+    Color color = Color::kAuto;
     std::optional<std::string> xmlPath;
+    std::optional<std::string> junitPath;
+    std::optional<std::string> tapPath;
+    std::optional<std::string> htmlPath;
+    /// How many of the slowest checks are to be shown; zero: all.
+    std::optional<unsigned> durations;
+    /// How many times everything runs; when `untilFail` is set and this is not, for ever.
+    std::optional<unsigned> repeat;
+    bool untilFail = false;
+    bool failFast = false;
+    std::optional<double> timeoutMultiplier;
     Selection selection;
 };
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "check/Journal.h"
+
 namespace zumra::check {
 
 Registry registry;
@@ -34,7 +36,10 @@ std::vector<CheckDescription> Registry::Shown() {
 }
 
 bool RegisterCheck(const CheckDescription& check) {
-    return registry.Register(check);
+    const bool isToBeAdded = registry.Register(check);
+    if (isToBeAdded)
+        journal.Write(Journal::Event::kPlanned, check.suite, check.testCase, check.name);
+    return isToBeAdded;
 }
 
 }  // namespace zumra::check

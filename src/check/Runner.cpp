@@ -5,11 +5,14 @@
 #include <memory>
 
 #include "check/Answers.h"
+#include "check/CheckEvents.h"
+#include "check/ColoredReport.h"
 #include "check/CommandLine.h"
 #include "check/JudgedLibraries.h"
 #include "check/Registry.h"
+#include "check/Reports.h"
 #include "check/SuiteContent.h"
-#include "check/XmlPath.h"
+#include "check/Supervisor.h"
 
 #pragma weak __zu_check_suites
 
@@ -60,8 +63,8 @@ CommandLine Read(int argc, char** argv) {
     zumra::check::RequireSelectedChecks(commandLine.selection, __zu_check_suites);
     if (commandLine.answer == CommandLine::Answer::kRun)
         zumra::check::RequireSameMajorVersion(zumra::check::JudgedLibraries(), ZUMRA_VERSION);
-    if (commandLine.xmlPath)
-        zumra::check::RequireWritable(*commandLine.xmlPath);
+    for (const zumra::check::ReportFile& file : zumra::check::ReportFiles(commandLine))
+        zumra::check::RequireWritable(file);
     return commandLine;
 }
 
@@ -77,6 +80,15 @@ print_output CheckPrintMode(CommandLine::Print print) {
             break;
     }
     return CK_NORMAL;
+}
+
+/// The program goes on from here in the process that runs the checks.
+void Prepare(const CommandLine& commandLine, const std::string& program) {
+    if (commandLine.timeoutMultiplier)  // NOLINTNEXTLINE(concurrency-mt-unsafe): before there are threads
+        setenv("CK_TIMEOUT_MULTIPLIER", std::to_string(*commandLine.timeoutMultiplier).c_str(), 1);
+    zumra::check::runOptions = {commandLine.failFast, zumra::check::WantsColor(commandLine.color)};
+    if (zumra::check::NeedsSupervisor(commandLine))
+        zumra::check::RunSupervised(commandLine, program);
 }
 
 void Fill(zu_check_cfg& cfg, std::unique_ptr<zu_check_selection> selection) {
@@ -95,6 +107,8 @@ int __zu_check_parse_cmdline(int argc, char** argv, zu_check_cfg* cfg, void* /*r
         CommandLine commandLine = Read(argc, argv);
         IgnoreEnvironment();
         std::fputs(zumra::check::Answer(commandLine, program, __zu_check_suites).c_str(), stdout);
+        if (commandLine.answer == CommandLine::Answer::kRun)
+            Prepare(commandLine, program);
         Fill(*cfg, std::make_unique<zu_check_selection>(zu_check_selection{std::move(commandLine)}));
         return 1;
     } catch (const std::exception& e) {

@@ -11,6 +11,7 @@
 
 #include "check/FirstFailure.h"
 #include "check/ForkedExit.h"
+#include "check/Journal.h"
 #include "check/Registry.h"
 #include "zumra/check/Runner.h"
 
@@ -18,7 +19,7 @@ namespace zumra::check {
 
 namespace {
 
-const pid_t runnerProcess = getpid();
+pid_t runnerProcess = getpid();
 
 std::atomic<bool> isRunning{false};
 std::terminate_handler previousTerminate = nullptr;
@@ -95,6 +96,8 @@ RunningCheck::RunningCheck(const char* file, int line) {
     SetNames(file, line);
     WatchExits();
     NoteForkedCheckBegins();
+    if (!IsForkedCheck())
+        journal.Write(Journal::Event::kDefined, place);
     previousTerminate = std::set_terminate(OnTerminate);
     isRunning = true;
 }
@@ -113,17 +116,23 @@ void RunningCheck::End() {
     isRunning = false;
     if (IsForkedCheck())
         firstFailure.Report();
+    journal.Write(Journal::Event::kBroken, "F", "", firstFailure.Place(), firstFailure.Text());
     WriteFirstFailure();
     _exit(1);
 }
 
 void RunningCheck::WriteEnd(const char* text) noexcept {
+    journal.Write(Journal::Event::kBroken, "E", "", place, text);
     WriteLine(place, ":E", text);
     WriteFirstFailure();
 }
 
 bool IsForkedCheck() {
     return getpid() != runnerProcess;
+}
+
+void BecomeRunner() {
+    runnerProcess = getpid();
 }
 
 }  // namespace zumra::check

@@ -31,4 +31,8 @@ public:
 /// True in the process of a forked check.
 bool IsForkedCheck();
 
+/// Makes this process the one that runs the checks or forks them; before, it is the one that the program
+/// started in.
+void BecomeRunner();
+
 }  // namespace zumra::check

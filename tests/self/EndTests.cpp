@@ -90,6 +90,34 @@ CHECK(hangs_after_failure) {
     fail("before the hang");  // reported
 }
 
+CHECK(overflows_a_threads_stack) {  // reported
+    std::thread([] { fail_unless(OverflowStack(1 << 20) == 0); }).join();
+}
+
+CHECK(is_alarmed) {  // reported
+    raise(SIGALRM);
+}
+
+CHECK(is_killed) {  // reported
+    raise(SIGKILL);
+}
+
+CHECK(becomes_another_program) {  // reported
+    execl("/bin/true", "true", nullptr);
+}
+
+/// A file of the environment's is longer by a byte each time.
+CHECK(fails_the_third_time) {
+    const char* const path = std::getenv("COUNTER");
+    fail_if(path == nullptr);
+    std::FILE* const counter = std::fopen(path, "a");
+    fail_if(counter == nullptr);
+    std::fputc('.', counter);
+    const long times = std::ftell(counter);
+    std::fclose(counter);
+    fail_unless(times != 3, "the third time");
+}
+
 CHECK(leaves_a_thread) {  // reported
     std::thread([] { Hang(); }).detach();
 }
@@ -144,6 +172,26 @@ Suite* DefaultTimeoutTests() {
 
 Suite* FailThenHangTests() {
     return BuildSuite("FailThenHangTests", {{"short", {hangs_after_failure}, seconds(1)}, {"all", {passes}}});
+}
+
+Suite* ThreadOverflowTests() {
+    return BuildSuite("ThreadOverflowTests", {{"all", {overflows_a_threads_stack, passes}}});
+}
+
+Suite* AlarmTests() {
+    return BuildSuite("AlarmTests", {{"all", {is_alarmed, passes}}});
+}
+
+Suite* KillTests() {
+    return BuildSuite("KillTests", {{"all", {is_killed, passes}}});
+}
+
+Suite* ExecTests() {
+    return BuildSuite("ExecTests", {{"all", {becomes_another_program, passes}}});
+}
+
+Suite* RoundTests() {
+    return BuildSuite("RoundTests", {{"all", {fails_the_third_time}}});
 }
 
 Suite* LeftThreadTests() {

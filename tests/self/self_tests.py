@@ -134,6 +134,22 @@ FORKED = {
         ("aborts", "E", AFTER + "Received signal 6 (Aborted)"),
         ("passes", "P", "Passed"),
     ]},
+    "ThreadOverflowTests": {"all": [
+        ("overflows_a_threads_stack", "E", AFTER + SEGFAULT),
+        ("passes", "P", "Passed"),
+    ]},
+    "AlarmTests": {"all": [
+        ("is_alarmed", "E", AFTER + "Received signal 14 (Alarm clock)"),
+        ("passes", "P", "Passed"),
+    ]},
+    "KillTests": {"all": [
+        ("is_killed", "E", AFTER + "Received signal 9 (Killed)"),
+        ("passes", "P", "Passed"),
+    ]},
+    "ExecTests": {"all": [
+        ("becomes_another_program", "F", "the check ended its process with _exit(0)"),
+        ("passes", "P", "Passed"),
+    ]},
     "HangTests": {"short": [
         ("hangs", "E", AFTER + TIMEOUT),
     ], "all": [
@@ -156,6 +172,11 @@ NOT_FORKED = [
     ("TerminateTests", "all", "failure_in_noexcept_function", 1, [("F", "where nothing may be thrown")]),
     ("ForeignThreadTests", "all", "failure_on_another_thread", 1, [("F", "on another thread")]),
     ("ExitTests", "all", "exits_with_0", 1, [("F", "the check ended the program with exit(0)")]),
+    ("UnderscoreExitTests", "all", "exits_at_once", 1, [("E", "the check ended its process with _exit(0)")]),
+    ("ExecTests", "all", "becomes_another_program", 1, [("E", "the check ended its process with _exit(0)")]),
+    ("AlarmTests", "all", "is_alarmed", -signal.SIGALRM, [("E", "Received signal 14 (Alarm clock)")]),
+    ("KillTests", "all", "is_killed", -signal.SIGKILL, [("E", "Received signal 9 (Killed)")]),
+    ("ThreadOverflowTests", "all", "overflows_a_threads_stack", -signal.SIGSEGV, [("E", SEGFAULT)]),
     ("QuickExitTests", "all", "exits_quickly", 1, [("F", "the check ended the program with quick_exit")]),
     ("CrashTests", "all", "crashes", -signal.SIGSEGV, [("E", SEGFAULT)]),
     ("StackOverflowTests", "all", "overflows_its_stack", -signal.SIGSEGV, [("E", SEGFAULT)]),

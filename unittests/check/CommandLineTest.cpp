@@ -58,6 +58,46 @@ TEST(CommandLine, ReadsEveryOption) {
     EXPECT_EQ(Parse({"--version"}).answer, CommandLine::Answer::kVersion);
 }
 
+TEST(CommandLine, ReadsTheOptionsOfReports) {
+    const CommandLine line =
+        Parse({"--junit", "a", "--tap=b", "--html", "c", "--durations", "0", "--color", "never"});
+    EXPECT_EQ(line.junitPath, "a");
+    EXPECT_EQ(line.tapPath, "b");
+    EXPECT_EQ(line.htmlPath, "c");
+    EXPECT_EQ(line.durations, 0U);
+    EXPECT_EQ(line.color, CommandLine::Color::kNever);
+    EXPECT_EQ(Parse({"--color=always"}).color, CommandLine::Color::kAlways);
+    EXPECT_EQ(Parse({}).color, CommandLine::Color::kAuto);
+    EXPECT_EQ(Rejection({"--junit", "x", "--html", "x"}), "two reports are to be written to 'x'");
+    EXPECT_EQ(Rejection({"--xml", "-", "--tap", "-"}), "two reports are to be written to '-'");
+    EXPECT_EQ(Rejection({"--html="}), "option '--html' needs the name of a file, not an empty text");
+    EXPECT_EQ(Rejection({"--color", "alway"}),
+              "option '--color' does not know 'alway'; did you mean 'always'?");
+}
+
+TEST(CommandLine, ReadsTheOptionsOfRounds) {
+    const CommandLine line =
+        Parse({"--repeat", "1000000000", "--until-fail", "--fail-fast", "--timeout-multiplier", "2.5"});
+    EXPECT_EQ(line.repeat, 1000000000U);
+    EXPECT_TRUE(line.untilFail);
+    EXPECT_TRUE(line.failFast);
+    EXPECT_EQ(line.timeoutMultiplier, 2.5);
+    const CommandLine none = Parse({});
+    EXPECT_FALSE(none.repeat || none.untilFail || none.failFast || none.timeoutMultiplier || none.durations);
+}
+
+TEST(CommandLine, RejectsNumbersThatAreNone) {
+    for (const char* value : {"", "0", "-1", "+1", " 1", "1x", "1.5", "1000000001", "99999999999999999999"})
+        EXPECT_EQ(Rejection({"--repeat", value}),
+                  "option '--repeat' needs a number from 1 to 1000000000, not '" + std::string(value) + "'");
+    for (const char* value : {"", "0", "-1", "nan", "inf", "1001", "2x", "1e400"})
+        EXPECT_EQ(Rejection({"--timeout-multiplier", value}),
+                  "option '--timeout-multiplier' needs a number from 0.001 to 1000, not '" +
+                      std::string(value) + "'");
+    EXPECT_EQ(Rejection({"--durations", "many"}),
+              "option '--durations' needs a number from 0 to 1000000, not 'many'");
+}
+
 TEST(CommandLine, ReadsOptionsBetweenSuitesAndSeveralLettersAtOnce) {
     const CommandLine line = Parse({"SubscribeTests", "-lv", "IniWatcherTests", "--no-fork"});
     EXPECT_EQ(line.answer, CommandLine::Answer::kList);
@@ -105,7 +145,7 @@ TEST(CommandLine, RejectsUnknownNamesWithTheNearestValidOne) {
     EXPECT_EQ(Rejection({""}), "unknown suite ''; did you mean 'SubscribeTests'?");
     EXPECT_EQ(Rejection({"--", "--fork"}), "unknown suite '--fork'; did you mean 'SubscribeTests'?");
     EXPECT_EQ(Rejection({"--print", "Normaal"}),
-              "option '--print' knows no mode 'Normaal'; did you mean 'normal'?");
+              "option '--print' does not know 'Normaal'; did you mean 'normal'?");
 }
 
 TEST(CommandLine, RejectsMissingAndSuperfluousValues) {

@@ -18,10 +18,11 @@ namespace zumra::check {
 ///     behind".
 ///
 /// A check that Check did not fork has no process of its own to be ended: what would end it ends the run,
-/// with a line on standard error in the form of Check's report. That is so for a crash, for running out of
-/// the time that Check allows a forked check (status 1), for `exit` (status 1), and for a failure where no
-/// exception may pass: in a `noexcept` function, or on a thread that does not catch it (status 1). An `_exit`
-/// there goes unnoticed.
+/// with a line on standard error in the form of Check's report. That is so for a crash and any other signal
+/// (of which the program dies), for running out of the time that Check allows a forked check (status 1), for
+/// `exit`, `_exit` and `exec` (status 1), and for a failure where no exception may pass: in a `noexcept`
+/// function, or on a thread that does not catch it (status 1). Under a debugger, which the run is left alone
+/// with, an `_exit`, an `exec`, and a signal that cannot be caught end it without the line.
 ///
 /// Does not return after a failure: Check ends the check's process, or jumps back to its runner when it does
 /// not fork. The caller must therefore own nothing that has a destructor.

@@ -1,4 +1,4 @@
-#include "check/XmlPath.h"
+#include "check/ReportFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class XmlPathTest : public testing::Test {
+class ReportFileTest : public testing::Test {
 protected:
     void SetUp() override {
         std::string name = (fs::temp_directory_path() / "zumra-xml-XXXXXX").string();
@@ -27,7 +27,7 @@ protected:
 
     static std::string Rejection(const std::string& path) {
         try {
-            RequireWritable(path);
+            RequireWritable({"XML log", path});
         } catch (const CommandLineError& e) {
             return e.what();
         }
@@ -37,22 +37,22 @@ protected:
     fs::path _folder;
 };
 
-TEST_F(XmlPathTest, AcceptsNewFileAndLeavesNoTrace) {
+TEST_F(ReportFileTest, AcceptsNewFileAndLeavesNoTrace) {
     EXPECT_EQ(Rejection(Path("new.xml")), "accepted");
     EXPECT_FALSE(fs::exists(Path("new.xml")));
 }
 
-TEST_F(XmlPathTest, AcceptsExistingFileAndLeavesItAsItIs) {
+TEST_F(ReportFileTest, AcceptsExistingFileAndLeavesItAsItIs) {
     std::ofstream(Path("old.xml")) << "content";
     EXPECT_EQ(Rejection(Path("old.xml")), "accepted");
     EXPECT_EQ(fs::file_size(Path("old.xml")), 7U);
 }
 
-TEST_F(XmlPathTest, AcceptsStandardOutput) {
+TEST_F(ReportFileTest, AcceptsStandardOutput) {
     EXPECT_EQ(Rejection("-"), "accepted");
 }
 
-TEST_F(XmlPathTest, RejectsWhatCannotBeWritten) {
+TEST_F(ReportFileTest, RejectsWhatCannotBeWritten) {
     EXPECT_EQ(Rejection(Path("none/new.xml")),
               "cannot write the XML log '" + Path("none/new.xml") + "': No such file or directory");
     EXPECT_EQ(Rejection(Path("")), "cannot write the XML log '" + Path("") + "': Is a directory");
@@ -61,7 +61,7 @@ TEST_F(XmlPathTest, RejectsWhatCannotBeWritten) {
               "cannot write the XML log '" + Path("dangling") + "': No such file or directory");
 }
 
-TEST_F(XmlPathTest, AcceptsLinkToNewFileAndLeavesItAsItIs) {
+TEST_F(ReportFileTest, AcceptsLinkToNewFileAndLeavesItAsItIs) {
     symlink("new.xml", Path("second").c_str());
     symlink(Path("second").c_str(), Path("first").c_str());
     EXPECT_EQ(Rejection(Path("first")), "accepted");
@@ -70,7 +70,7 @@ TEST_F(XmlPathTest, AcceptsLinkToNewFileAndLeavesItAsItIs) {
     EXPECT_FALSE(fs::exists(Path("new.xml")));
 }
 
-TEST_F(XmlPathTest, RejectsPipeThatNobodyReads) {
+TEST_F(ReportFileTest, RejectsPipeThatNobodyReads) {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     EXPECT_EQ(Rejection(Path("pipe")),
               "cannot write the XML log '" + Path("pipe") + "': No such device or address");
