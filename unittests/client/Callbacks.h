@@ -102,6 +102,8 @@ inline std::string ModeName(settings::ZumraSettingsClient::OperationMode mode) {
             return "SingleThreadedPipe";
         case settings::ZumraSettingsClient::kLocalMultiThreadedPipe:
             return "MultiThreadedPipe";
+        case settings::ZumraSettingsClient::kRemote:
+            return "Remote";
     }
     return "unknown";
 }

@@ -21,6 +21,8 @@ inline std::string ModeName(const testing::TestParamInfo<ZumraSettingsClient::Op
             return "kLocalSingleThreadedPipe";
         case ZumraSettingsClient::kLocalMultiThreadedPipe:
             return "kLocalMultiThreadedPipe";
+        case ZumraSettingsClient::kRemote:
+            return "kRemote";
     }
     return "unknown";
 }

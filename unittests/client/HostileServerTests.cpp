@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <string>
 #include <thread>
 
 #include "client/Callbacks.h"
 #include "client/Exchanges.h"
+#include "client/PlayedConnection.h"
 #include "settings/client/connection/ConnectionBackend.h"
 #include "settings/client/connection/SocketStream.h"
 #include "support/Hostile.h"
@@ -23,36 +23,10 @@ public:
 
     [[nodiscard]] ZumraSettingsClient& Client() { return *_client; }
 
-    void Say(const std::string& text) {
-        for (std::size_t sent = 0; sent < text.size();) {
-            const ssize_t count = ::send(_socket.Get(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
-            ASSERT_GT(count, 0);
-            sent += static_cast<std::size_t>(count);
-        }
-    }
-    /// Reads up to and including this line of a request.
-    void AwaitLine(const std::string& line) {
-        while (_received.find(line + "\n") == std::string::npos) {
-            char buffer[4096];
-            const ssize_t count = ::recv(_socket.Get(), buffer, sizeof buffer, 0);
-            ASSERT_GT(count, 0);
-            _received.append(buffer, static_cast<std::size_t>(count));
-        }
-        _received.erase(0, _received.find(line + "\n") + line.size() + 1);
-    }
-    /// Answers every request that ends with a "sync", until the client goes.
-    void AnswerSyncs() {
-        char byte = 0;
-        while (::recv(_socket.Get(), &byte, 1, 0) == 1) {
-            _received += byte;
-            if (_received.find("sync\n") != std::string::npos) {
-                _answered += std::exchange(_received, {});
-                Say("synced\n");
-            }
-        }
-    }
-    /// All requests that were answered so.
-    [[nodiscard]] const std::string& Answered() const { return _answered; }
+    void Say(const std::string& text) { _server.Say(text); }
+    void AwaitLine(const std::string& line) { _server.AwaitLine(line); }
+    void AnswerSyncs() { _server.AnswerSyncs(); }
+    [[nodiscard]] const std::string& Answered() const { return _server.Answered(); }
     void Subscribe(Recorder& callback) {
         std::thread server([this] {
             AwaitLine("sync");
@@ -61,18 +35,16 @@ public:
         _client->Subscribe(&callback, "a");
         server.join();
     }
-    void Close() { _socket.Close(); }
+    void Close() { _server.Close(); }
     void EndClient() { _client.reset(); }
 
 private:
     PlayedServer(SocketPair sockets, const ConnectionOptions& options)
-        : _socket(std::move(sockets.server)),
+        : _server(std::move(sockets.server)),
           _client(std::make_unique<ZumraSettingsClient>(
               MakeConnectionBackend(std::make_unique<SocketStream>(std::move(sockets.client)), options))) {}
 
-    FileDescriptor _socket;
-    std::string _received;
-    std::string _answered;
+    test::PlayedConnection _server;
     std::unique_ptr<ZumraSettingsClient> _client;
 };
 

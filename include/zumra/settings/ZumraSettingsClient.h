@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -41,7 +42,8 @@ class IBackend;
 /// **Errors** are `zumra::osa::Exception`. What the server refuses is thrown by the call that asked for it,
 /// with the server's text, and nothing was changed. In the modes with a connection any operation may throw
 /// "connection lost: ..." or, when the server does not keep to the protocol, "protocol error: ..."; whether a
-/// change that was under way then was applied is not known, and every further call throws the same.
+/// change that was under way then was applied is not known, and every further call throws the same, except
+/// with `kRemote`, where the client connects again (`RemoteOptions`).
 ///
 /// **Cost**: reading costs what is read, changing what is changed; the size of the store does not matter.
 class ZUMRA_EXPORT ZumraSettingsClient {
@@ -57,6 +59,47 @@ public:
         /// As behind a connection to another process; the server's end, and callbacks, run on threads of this
         /// object, started by the constructor and ended by the destructor.
         kLocalMultiThreadedPipe = 4,
+        /// The store is kept by a server, `zumra-settingsd`, and reached over its Unix socket; it outlives
+        /// this object and is shared with other programs. See `RemoteOptions`. Callbacks run on a thread of
+        /// this object, which has two more for the connection.
+        kRemote = 5,
+    };
+
+    /// How a server is reached, and what becomes of operations when it is not.
+    ///
+    /// The constructor does not wait for the server. When the connection is lost, because the server ended,
+    /// was killed, said nothing for too long or broke the protocol, the client connects again by itself, in
+    /// use or not: first after 20 ms, then after pauses that double up to 2 s. It subscribes again, and
+    /// every callback and watcher is told of each group that it asked for and that now differs from what it
+    /// was last told, all of them in one call. So no change is missed, though several may be told as one;
+    /// and none is invented: nobody is told of a group that is as it was last told, or that came and went
+    /// meanwhile. What the server itself lost (it was killed before it saved) is a change back.
+    ///
+    /// **Reading, subscribing and `Sync`** are begun again with the next connection when theirs is lost.
+    /// **Changes and `Flush`** are sent once: when the connection is lost before any of the request was sent
+    /// they wait for the next one, and otherwise throw "connection lost: <why>; whether the request was
+    /// carried out is not known". They are never sent twice, for between the two another program may have
+    /// made a change that the second would undo. What was acknowledged and is not yet saved may be lost with
+    /// a server that is killed: the next `Flush` then throws "connection lost: changes made before may not
+    /// have been saved", once, also when the server did save them before it ended.
+    ///
+    /// **Memory**: the groups that are subscribed to are kept as they were last told, and changes that wait
+    /// for callbacks up to 256 MiB; when more than that waits, the connection is given up, and what differs
+    /// is told when the callbacks have caught up. One reply or notification may have 1 GiB. Connecting
+    /// again reads what is subscribed to.
+    struct RemoteOptions {
+        /// The server's socket; empty: `DefaultSocketPath`, looked up at each attempt to connect.
+        std::string socketPath;
+        /// How long an operation waits for a server that is not there, before it throws "no server at
+        /// '<path>': <why>" or why the last connection was lost; also the time after which one that was
+        /// interrupted is not begun again. 0 and less: it waits only for an attempt to connect that is under
+        /// way. The default outlasts a server's restart.
+        std::chrono::milliseconds patience{5000};
+        /// How long a server that is there may say and take nothing while it owes an answer, before it
+        /// counts as gone: operations then throw "connection lost: the server does not answer". Less than
+        /// 1 ms counts as 1 ms, more than a day as a day. The default lets it wait for a slow disk in `Flush`
+        /// and the merges with a test.
+        std::chrono::milliseconds silence{30000};
     };
 
     /// Why a test-and-merge was refused: the first difference that was found.
@@ -78,17 +121,39 @@ public:
     /// Receives what a callback threw; must not throw itself.
     using CallbackErrorHandler = std::function<void(std::exception_ptr)>;
 
-    /// An empty store. Throws "unknown operation mode <number>", and in the modes with a connection what the
-    /// system refused ("cannot make a socket pair: ...").
+    /// An empty store, or with `kRemote` the server's at `DefaultSocketPath`. Throws "unknown operation mode
+    /// <number>", and in the modes with a connection what the system refused ("cannot make a socket pair:
+    /// ...").
     explicit ZumraSettingsClient(OperationMode mode);
-    /// A store that starts as a copy of `defaults`, to which `RestoreToDefaults` goes back.
+    /// A store that starts as a copy of `defaults`, to which `RestoreToDefaults` goes back. Throws "the
+    /// defaults are the server's" with `kRemote`.
     ZumraSettingsClient(OperationMode mode, const core::IniFile& defaults);
+    /// `kRemote` with the server on this socket, which need not be there yet: operations wait for it. Throws
+    /// "cannot start a thread: <why>".
+    ///
+    ///     ZumraSettingsClient client("/run/zumra/settings.sock");
+    explicit ZumraSettingsClient(const std::string& socketPath);
+    /// As above.
+    ///
+    ///     ZumraSettingsClient::RemoteOptions options;
+    ///     options.patience = std::chrono::seconds(1);
+    ///     ZumraSettingsClient client(options);
+    explicit ZumraSettingsClient(const RemoteOptions& options);
     /// For the library and its tests: a client over a given implementation, never null.
     explicit ZumraSettingsClient(std::unique_ptr<client::IBackend> backend);
-    /// Callbacks may still be subscribed; waits for one that is running, and afterwards none is called.
+    /// Callbacks may still be subscribed; waits for one that is running, and afterwards none is called. With
+    /// `kRemote` a callback that is running may use the client for one more second, and its operations throw
+    /// "connection lost: ..." after that; so this returns promptly whatever the server does.
     ~ZumraSettingsClient();
     ZumraSettingsClient(const ZumraSettingsClient&) = delete;
     ZumraSettingsClient& operator=(const ZumraSettingsClient&) = delete;
+
+    /// Where a server is when nobody says: `$ZUMRA_SETTINGS_SOCKET`; otherwise where `zumra-settingsd` serves
+    /// this user when nobody tells it otherwise, if there is such a file (as root
+    /// `/run/zumra/settings.sock`; else `zumra/settings.sock` below `$XDG_RUNTIME_DIR` or, when that is not
+    /// set, below `/run/user/<uid>`, or `/tmp/zumra-<uid>/settings.sock` when there is no such folder);
+    /// otherwise `/run/zumra/settings.sock`.
+    [[nodiscard]] static std::string DefaultSocketPath();
 
     /// Copies the selected groups into `target`, each in place of any that had its name; other groups of
     /// `target` stay. When this throws, `target` is as it was. The groups are those of one moment.
@@ -106,6 +171,8 @@ public:
     [[nodiscard]] std::optional<std::string> FindValue(const std::string& locator) const;
 
     /// Adds groups and values, replacing equal-named values; removes nothing. An empty group is created too.
+    /// With `kRemote`, a document of more than about 32 KiB is sent so that it counts only when it is whole,
+    /// and the call returns when it is saved; what makes saving fail is thrown though it was merged.
     void MergeSettings(const core::IniFile& settings);
     /// Sets one value, creating its group if there is none.
     void SetValue(const std::string& locator, const std::string& value);
@@ -166,8 +233,8 @@ public:
     void SetCallbackErrorHandler(CallbackErrorHandler handler);
 
     /// Returns when everything that was applied before is saved; throws what made saving fail. What is saved
-    /// is there again after a crash; in the modes of this header, whose store lives and dies with the client,
-    /// there is nothing to save.
+    /// is there again after a crash. In the modes other than `kRemote` the store lives and dies with the
+    /// client, and there is nothing to save.
     void Flush();
     /// Returns when the server has answered: with a connection, every change that it had applied before is
     /// then known to this client's watchers, and its callbacks will be called. Cheap.

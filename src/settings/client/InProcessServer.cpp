@@ -34,6 +34,8 @@ std::unique_ptr<IBackend> InProcessServer::Connect(ZumraSettingsClient::Operatio
             return MakeConnectionBackend(MakeInProcessPump(_store), Options(false));
         case ZumraSettingsClient::kLocalMultiThreadedPipe:
             return MakeConnectionBackend(MakeInProcessThread(_store), Options(true));
+        case ZumraSettingsClient::kRemote:
+            break;
     }
     throw osa::Exception("unknown operation mode " + std::to_string(static_cast<int>(mode)));
 }

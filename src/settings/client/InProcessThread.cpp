@@ -6,30 +6,12 @@
 #include <exception>
 #include <utility>
 
-#include "settings/client/InProcessSession.h"
-#include "settings/client/connection/JoiningThread.h"
 #include "settings/client/connection/SocketStream.h"
 
 namespace zumra::settings::client {
 
-namespace {
-
-class InProcessThread final : public SocketStream {
-public:
-    InProcessThread(std::shared_ptr<InProcessStore> store, SocketPair sockets)
-        : SocketStream(std::move(sockets.client)),
-          _session(std::move(store), std::move(sockets.server), [this] { _wake.Raise(); }),
-          _thread([this] { Run(); }) {}
-    ~InProcessThread() override { Shutdown(); }
-
-private:
-    void Run() noexcept;
-    void Wait();
-
-    WakeFlag _wake;
-    InProcessSession _session;
-    JoiningThread _thread;
-};
+InProcessThread::InProcessThread(std::shared_ptr<InProcessStore> store, FileDescriptor socket)
+    : _session(std::move(store), std::move(socket), [this] { _wake.Raise(); }), _thread([this] { Run(); }) {}
 
 void InProcessThread::Run() noexcept {
     try {
@@ -59,10 +41,22 @@ void InProcessThread::Wait() {
     }
 }
 
+namespace {
+
+class ThreadServedStream final : public SocketStream {
+public:
+    ThreadServedStream(std::shared_ptr<InProcessStore> store, SocketPair sockets)
+        : SocketStream(std::move(sockets.client)), _server(std::move(store), std::move(sockets.server)) {}
+    ~ThreadServedStream() override { Shutdown(); }
+
+private:
+    InProcessThread _server;
+};
+
 }  // namespace
 
 std::unique_ptr<IByteStream> MakeInProcessThread(std::shared_ptr<InProcessStore> store) {
-    return std::make_unique<InProcessThread>(std::move(store), MakeSocketPair(false));
+    return std::make_unique<ThreadServedStream>(std::move(store), MakeSocketPair(false));
 }
 
 }  // namespace zumra::settings::client

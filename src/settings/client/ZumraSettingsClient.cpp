@@ -4,6 +4,8 @@
 
 #include "settings/client/IBackend.h"
 #include "settings/client/InProcessServer.h"
+#include "settings/client/SocketPlace.h"
+#include "settings/client/connection/ConnectionBackend.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings {
@@ -28,18 +30,45 @@ void Refresh(client::IBackend& backend, const GroupNameMatcher& selected, core::
     swap(target, fresh);
 }
 
+std::unique_ptr<client::IBackend> MakeBackend(ZumraSettingsClient::OperationMode mode,
+                                              const core::IniFile* defaults) {
+    if (mode != ZumraSettingsClient::kRemote) {
+        return InProcessServer(defaults != nullptr ? *defaults : core::IniFile()).Connect(mode);
+    }
+    if (defaults != nullptr) {
+        throw osa::Exception("the defaults are the server's");
+    }
+    return client::MakeRemoteBackend({});
+}
+
+ZumraSettingsClient::RemoteOptions At(const std::string& socketPath) {
+    ZumraSettingsClient::RemoteOptions options;
+    options.socketPath = socketPath;
+    return options;
+}
+
 }  // namespace
 
 ZumraSettingsClient::ZumraSettingsClient(OperationMode mode)
-    : ZumraSettingsClient(InProcessServer().Connect(mode)) {}
+    : ZumraSettingsClient(MakeBackend(mode, nullptr)) {}
 
 ZumraSettingsClient::ZumraSettingsClient(OperationMode mode, const core::IniFile& defaults)
-    : ZumraSettingsClient(InProcessServer(defaults).Connect(mode)) {}
+    : ZumraSettingsClient(MakeBackend(mode, &defaults)) {}
+
+ZumraSettingsClient::ZumraSettingsClient(const std::string& socketPath)
+    : ZumraSettingsClient(At(socketPath)) {}
+
+ZumraSettingsClient::ZumraSettingsClient(const RemoteOptions& options)
+    : ZumraSettingsClient(client::MakeRemoteBackend(options)) {}
 
 ZumraSettingsClient::ZumraSettingsClient(std::unique_ptr<client::IBackend> backend)
     : _backend(std::move(backend)) {}
 
 ZumraSettingsClient::~ZumraSettingsClient() = default;
+
+std::string ZumraSettingsClient::DefaultSocketPath() {
+    return client::SocketPlace().Find();
+}
 
 void ZumraSettingsClient::GetSettings(const std::string& groupPattern, core::IniFile& target) const {
     _backend->Get(GroupNameMatcher(groupPattern), target);

@@ -68,7 +68,7 @@ void BackgroundReader::Run() {
             _wake.Lower();
         }
         if (count == 1 && !_stop) {
-            _connection.ReadIdle();
+            _connection.ReadIdle((event.events & (EPOLLHUP | EPOLLERR)) != 0);
         }
     }
 }

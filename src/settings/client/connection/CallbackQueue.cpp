@@ -6,12 +6,16 @@
 
 namespace zumra::settings::client {
 
-void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes) {
+void CallbackQueue::Admit(std::size_t bytes) {
     osa::MutexLock lock(_mutex);
-    if (_bytes + bytes > _limit) {
+    if (_bytes != 0 && _bytes + bytes > _limit) {
         throw std::length_error("callbacks are too slow: over " + std::to_string(_limit) +
                                 " bytes of changes wait for them");
     }
+}
+
+void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes) {
+    osa::MutexLock lock(_mutex);
     _items.push_back({std::move(deliveries), bytes, nullptr});
     _bytes += bytes;
     _changed.NotifyOne();

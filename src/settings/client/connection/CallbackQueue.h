@@ -18,7 +18,10 @@ public:
     /// `limit` bounds the text of the changes that wait, in bytes.
     explicit CallbackQueue(std::size_t limit) : _limit(limit) {}
 
-    /// Throws `std::length_error` "callbacks are too slow: over <limit> bytes of changes wait for them".
+    /// Throws `std::length_error` "callbacks are too slow: over <limit> bytes of changes wait for them" when
+    /// this much more must not wait. A single change may be larger than the limit.
+    void Admit(std::size_t bytes);
+    /// Requires that `bytes` were admitted by the same thread, and that no other puts anything in.
     /// `deliveries` are prepared and not posted: posting them here, one change at a time, is what keeps the
     /// order of the changes also between callbacks.
     void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes);

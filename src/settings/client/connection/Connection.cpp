@@ -10,8 +10,9 @@
 
 namespace zumra::settings::client {
 
-Connection::Connection(std::unique_ptr<IByteStream> stream, std::size_t messageLimit, INotificationSink& sink)
-    : _stream(std::move(stream)), _sink(sink), _replies(*_stream, messageLimit) {}
+Connection::Connection(std::unique_ptr<IByteStream> stream, std::size_t messageLimit, INotificationSink& sink,
+                       std::function<void()> onEnd)
+    : _stream(std::move(stream)), _sink(sink), _onEnd(std::move(onEnd)), _replies(*_stream, messageLimit) {}
 
 Connection::~Connection() = default;
 
@@ -23,39 +24,57 @@ void Connection::Start(Exchange& exchange) {
         // The only thing that can make a stream into memory fail.
         throw std::bad_alloc();
     }
-    Enqueue(exchange);
-    Transmit();
+    if (Enqueue(exchange)) {
+        Transmit(exchange);
+    }
 }
 
-void Connection::Enqueue(Exchange& exchange) {
+/// False when the connection has ended; the exchange is then done.
+bool Connection::Enqueue(Exchange& exchange) {
     osa::MutexLock lock(_mutex);
     if (!_endReason.empty()) {
-        throw osa::Exception(_endReason);
+        exchange._lost = true;
+        exchange._done = true;
+        return false;
     }
     _pending.push_back(&exchange);
     // This thread is about to read itself; the idle reader is not to wake up for its reply.
     DisarmIdleReader();
+    return true;
 }
 
-void Connection::Transmit() {
+void Connection::Transmit(Exchange& exchange) {
     try {
         std::string_view rest = _request.Text();
-        rest.remove_prefix(_stream->TrySend(rest));
+        const std::size_t sent = _stream->TrySend(rest);
+        exchange._sent = sent != 0;
+        rest.remove_prefix(sent);
         if (!rest.empty()) {
             {
                 // The server may have to get rid of notifications before it takes more.
                 osa::MutexLock lock(_mutex);
                 ArmIdleReader();
             }
+            exchange._sent = true;
             _stream->Send(rest);
         }
-    } catch (...) {
+    } catch (const std::exception& e) {
+        NoteSendFailure(e.what());
         // The reader finds the end, after all that the server still said; only a reader may end an exchange.
         _stream->Shutdown();
     }
 }
 
-void Connection::Await(Exchange& exchange) {
+void Connection::NoteSendFailure(const char* reason) noexcept {
+    osa::MutexLock lock(_mutex);
+    try {
+        _sendFailure = reason;
+    } catch (const std::bad_alloc&) {
+        // What the reader finds will have to do.
+    }
+}
+
+ExchangeEnd Connection::Await(Exchange& exchange) {
     while (!WaitForTurn(exchange)) {
         while (!exchange._done) {
             ReadMessage();
@@ -66,9 +85,14 @@ void Connection::Await(Exchange& exchange) {
         throw osa::Exception(*exchange._error);
     }
     if (exchange._lost) {
-        osa::MutexLock lock(_mutex);
-        throw osa::Exception(_endReason);
+        return exchange._sent ? ExchangeEnd::kLost : ExchangeEnd::kNotSent;
     }
+    return ExchangeEnd::kReplied;
+}
+
+std::string Connection::EndReason() {
+    osa::MutexLock lock(_mutex);
+    return _endReason;
 }
 
 /// True when the exchange is done; otherwise this thread has become the reader.
@@ -116,9 +140,10 @@ void Connection::WantIdleReading(bool wanted) {
 }
 
 void Connection::ArmIdleReader() {
-    if (_idleReader != nullptr && _idleReadingWanted && !_reading && !_armed && _endReason.empty()) {
+    if (_idleReader != nullptr && (_idleReadingWanted || _endSeen) && !_reading && !_armed &&
+        _endReason.empty()) {
         _armed = true;
-        _idleReader->Arm(_replies.Unread() != 0);
+        _idleReader->Arm(_replies.Unread() != 0 || _endSeen);
     }
 }
 
@@ -129,10 +154,11 @@ void Connection::DisarmIdleReader() {
     }
 }
 
-void Connection::ReadIdle() {
+void Connection::ReadIdle(bool atEnd) {
     {
         osa::MutexLock lock(_mutex);
-        if (_reading || !_armed) {
+        _endSeen = _endSeen || atEnd;
+        if (_reading || (!_armed && !atEnd)) {
             return;
         }
         _armed = false;
@@ -150,14 +176,22 @@ void Connection::ReadMessage() noexcept {
         try {
             TakeMessage();
         } catch (const osa::Exception& e) {
-            const std::string& end = _replies.EndReason();
-            Fail(end.empty() ? std::string("protocol error: ") + e.what() : end);
+            Fail(ReasonOf(e));
         } catch (const std::exception& e) {
             Fail(std::string("connection lost: ") + e.what());
         }
     } catch (const std::bad_alloc&) {
         Fail("out of memory");
     }
+}
+
+std::string Connection::ReasonOf(const osa::Exception& failure) {
+    const std::string& end = _replies.EndReason();
+    if (end.empty()) {
+        return std::string("protocol error: ") + failure.what();
+    }
+    osa::MutexLock lock(_mutex);
+    return _sendFailure.empty() ? end : _sendFailure;
 }
 
 void Connection::TakeMessage() {
@@ -196,16 +230,24 @@ void Connection::TakeReply() {
 
 /// Allocates nothing.
 void Connection::Fail(std::string reason) noexcept {
-    _failed = true;
-    osa::MutexLock lock(_mutex);
-    _endReason = std::move(reason);
-    for (Exchange* exchange : _pending) {
-        exchange->_lost = true;
-        exchange->_done = true;
-        exchange->_changed.NotifyOne();
+    if (_failed) {
+        return;
     }
-    _pending.clear();
+    _failed = true;
+    {
+        osa::MutexLock lock(_mutex);
+        _endReason = std::move(reason);
+        for (Exchange* exchange : _pending) {
+            exchange->_lost = true;
+            exchange->_done = true;
+            exchange->_changed.NotifyOne();
+        }
+        _pending.clear();
+    }
     _stream->Shutdown();
+    if (_onEnd) {
+        _onEnd();
+    }
 }
 
 }  // namespace zumra::settings::client

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -11,6 +12,7 @@
 #include "settings/client/connection/IByteStream.h"
 #include "settings/client/connection/ReplyStream.h"
 #include "settings/client/connection/StringStream.h"
+#include "zumra/osa/Exception.h"
 #include "zumra/osa/Mutex.h"
 #include "zumra/settings/common/SharedGroup.h"
 
@@ -48,32 +50,40 @@ public:
 class Connection {
 public:
     /// `messageLimit` bounds the bytes of one reply or notification. The sink outlives the connection.
-    Connection(std::unique_ptr<IByteStream> stream, std::size_t messageLimit, INotificationSink& sink);
+    /// `onEnd`, when set, is called once when the connection has ended, on any thread, under no lock; the
+    /// sink is told of nothing after that.
+    Connection(std::unique_ptr<IByteStream> stream, std::size_t messageLimit, INotificationSink& sink,
+               std::function<void()> onEnd = {});
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Sends the request; requests go out in the order in which this is called. Throws when the connection
-    /// had ended before; the exchange is then not under way. Otherwise `Await` must follow.
+    /// Sends the request; requests go out in the order in which this is called. `Await` must follow, unless
+    /// this throws.
     void Start(Exchange& exchange);
-    /// Waits until all replies have been read. Throws `zumra::osa::Exception` with the text of the first
-    /// error that the server replied with, or why the connection ended.
-    void Await(Exchange& exchange);
+    /// Waits until all replies have been read, or the connection has ended. Throws `zumra::osa::Exception`
+    /// with the text of the first error that the server replied with.
+    [[nodiscard]] ExchangeEnd Await(Exchange& exchange);
+
+    /// Why the connection ended; empty while it lives.
+    [[nodiscard]] std::string EndReason();
 
     /// Null, and at the end null again, when there is none. The reader outlives its being set.
     void SetIdleReader(IIdleReader* reader);
     /// Whether notifications are to be read while no thread waits for a reply.
     void WantIdleReading(bool wanted);
-    /// For the idle reader: reads what there is, unless a thread does already.
-    void ReadIdle();
+    /// For the idle reader: reads what there is, unless a thread does already, or it is not wanted and
+    /// `atEnd`, that the stream has ended, is false.
+    void ReadIdle(bool atEnd = false);
 
     /// Ends the stream: exchanges under way fail.
     void Shutdown() noexcept { _stream->Shutdown(); }
     [[nodiscard]] const IByteStream& Stream() const noexcept { return *_stream; }
 
 private:
-    void Enqueue(Exchange& exchange);
-    void Transmit() ZUMRA_REQUIRES(_sendMutex);
+    bool Enqueue(Exchange& exchange);
+    void Transmit(Exchange& exchange) ZUMRA_REQUIRES(_sendMutex);
+    void NoteSendFailure(const char* reason) noexcept;
     bool WaitForTurn(Exchange& exchange);
     void GiveUpReading();
     void ArmIdleReader() ZUMRA_REQUIRES(_mutex);
@@ -81,12 +91,14 @@ private:
 
     // For the one who is the reader.
     void ReadMessage() noexcept;
+    std::string ReasonOf(const osa::Exception& failure);
     void TakeMessage();
     void TakeReply();
     void Fail(std::string reason) noexcept;
 
     const std::unique_ptr<IByteStream> _stream;
     INotificationSink& _sink;
+    const std::function<void()> _onEnd;
 
     osa::Mutex _sendMutex{"connection sending"};
     StringStream _request ZUMRA_GUARDED_BY(_sendMutex);
@@ -101,9 +113,13 @@ private:
     bool _reading ZUMRA_GUARDED_BY(_mutex) = false;
     bool _armed ZUMRA_GUARDED_BY(_mutex) = false;
     bool _idleReadingWanted ZUMRA_GUARDED_BY(_mutex) = false;
+    /// The idle reader saw the end while another thread was reading, and will not see it again.
+    bool _endSeen ZUMRA_GUARDED_BY(_mutex) = false;
     IIdleReader* _idleReader ZUMRA_GUARDED_BY(_mutex) = nullptr;
     /// In the order of their requests; each lives until it is done.
     std::deque<Exchange*> _pending ZUMRA_GUARDED_BY(_mutex);
+    /// Why sending failed. It becomes the end's reason, in place of the end that this made itself.
+    std::string _sendFailure ZUMRA_GUARDED_BY(_mutex);
     /// Why the connection ended; empty while it lives.
     std::string _endReason ZUMRA_GUARDED_BY(_mutex);
 };

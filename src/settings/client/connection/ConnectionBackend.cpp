@@ -1,24 +1,30 @@
 #include "settings/client/connection/ConnectionBackend.h"
 
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "settings/client/CallbackListener.h"
+#include "settings/client/SocketPlace.h"
 #include "settings/client/commands/ExplainedTestCommand.h"
 #include "settings/client/commands/GetCommand.h"
 #include "settings/client/commands/SilentCommands.h"
 #include "settings/client/commands/TestAndMergeCommand.h"
 #include "settings/client/commands/WordCommand.h"
-#include "settings/client/connection/BackgroundReader.h"
-#include "settings/client/connection/Connection.h"
+#include "settings/client/connection/ILink.h"
 #include "settings/client/connection/JoiningThread.h"
+#include "settings/client/connection/RemoteLink.h"
 #include "settings/client/connection/Subscriptions.h"
+#include "settings/client/connection/UnflushedWrites.h"
+#include "settings/client/connection/UnixSocket.h"
+#include "zumra/osa/Exception.h"
 
 namespace zumra::settings::client {
 
 namespace {
 
 using common::SettingLocator;
+using RemoteOptions = ZumraSettingsClient::RemoteOptions;
 
 core::IniFile OneValue(const SettingLocator& locator, const std::string& value) {
     core::IniFile document;
@@ -26,24 +32,38 @@ core::IniFile OneValue(const SettingLocator& locator, const std::string& value) 
     return document;
 }
 
+/// Whether its text may not go into a socket's buffer at once.
+bool IsLong(const core::IniFile& settings) {
+    constexpr std::size_t kShort = 32768;
+    std::size_t size = 0;
+    for (const auto& [group, values] : settings) {
+        size += group.size();
+        for (const auto& [name, value] : values) {
+            size += name.size() + value.size();
+        }
+    }
+    return size > kShort || settings.size() > kShort / 64;
+}
+
 class ConnectionBackend final : public IBackend {
 public:
     ConnectionBackend(std::unique_ptr<IByteStream> stream, const ConnectionOptions& options);
+    ConnectionBackend(const RemoteOptions& remote, const ConnectionOptions& options);
     ~ConnectionBackend() override;
 
     void Get(const Matcher& groups, core::IniFile& target) override;
     std::optional<std::string> GetValue(const SettingLocator& locator) override;
 
-    void Merge(const core::IniFile& settings) override { Run(MergeCommand(settings)); }
+    void Merge(const core::IniFile& settings) override;
     void SetValue(const SettingLocator& locator, const std::string& value) override {
         Merge(OneValue(locator, value));
     }
-    void EraseValue(const SettingLocator& locator) override { Run(EraseValueCommand(locator)); }
+    void EraseValue(const SettingLocator& locator) override { Change<EraseValueCommand>(locator); }
     void Overwrite(const Matcher& groups, const core::IniFile& settings) override {
-        Run(OverwriteCommand(groups, settings));
+        Change<OverwriteCommand>(groups, settings);
     }
-    void Erase(const Matcher& groups) override { Run(ListCommand("erase", groups)); }
-    void Restore(const Matcher& groups) override { Run(ListCommand("restore", groups)); }
+    void Erase(const Matcher& groups) override { Change<ListCommand>("erase", groups); }
+    void Restore(const Matcher& groups) override { Change<ListCommand>("restore", groups); }
 
     bool TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
                       Difference* difference) override;
@@ -61,10 +81,13 @@ public:
     void Follow(IFollower* follower, const Matcher& groups) override;
     void Unfollow(IFollower* follower) override;
 
-    void Sync() override { Run(WordCommand::Sync()); }
-    void Flush() override { Run(WordCommand::Flush()); }
+    void Sync() override;
+    void Flush() override;
 
 private:
+    /// What becomes of an operation whose connection ended when its request was on its way.
+    enum class IfLost { kBegunAgain, kFailed };
+
     /// At the end of an operation calls the callbacks that are due, where no thread does.
     class Operation {
     public:
@@ -81,47 +104,127 @@ private:
         ConnectionBackend& _backend;
     };
 
-    void Run(RemoteCommand&& command) { Run(command); }
-    void Run(RemoteCommand& command);
-    bool RunTest(ExplainedTestCommand&& command, Difference* difference);
+    /// Calls `attempt` with a connection (`ILink::Linked`), again with the next one where that is allowed,
+    /// until it gives `kReplied`.
+    template <class Attempt>
+    void Perform(IfLost ifLost, Attempt attempt);
+    template <class Command, class... Arguments>
+    void Change(const Arguments&... arguments);
+    template <class Command, class... Arguments>
+    bool Test(Difference* difference, const Arguments&... arguments);
+
+    static ExchangeEnd Run(const ILink::Linked& linked, RemoteCommand& command);
+    ExchangeEnd RunChange(const ILink::Linked& linked, RemoteCommand& command);
+    void StartThreads();
 
     const bool _threads;
     Subscriptions _subscriptions;
-    Connection _connection;
-    // Ended in the opposite order: callbacks first, for one may be using the connection.
-    std::optional<BackgroundReader> _reader;
+    UnflushedWrites _unflushed;
+    std::unique_ptr<ILink> _link;
+    // Ended first: a callback may be using the link.
     JoiningThread _callbackThread;
 };
 
 ConnectionBackend::ConnectionBackend(std::unique_ptr<IByteStream> stream, const ConnectionOptions& options)
-    : _threads(options.threads),
-      _subscriptions(options.callbackLimit),
-      _connection(std::move(stream), options.messageLimit, _subscriptions) {
+    : _threads(options.threads), _subscriptions(options.callbackLimit, false) {
+    auto live = std::make_shared<LiveConnection>(std::move(stream), options.messageLimit, _subscriptions,
+                                                 options.threads);
+    _subscriptions.Attach(live);
+    _link = std::make_unique<FixedLink>(std::move(live));
+    StartThreads();
+}
+
+ConnectionBackend::ConnectionBackend(const RemoteOptions& remote, const ConnectionOptions& options)
+    : _threads(true), _subscriptions(options.callbackLimit, true) {
+    RemoteLink::Steps steps;
+    steps.connect = [this, place = SocketPlace(remote.socketPath), silence = remote.silence,
+                     limit = options.messageLimit](std::function<void()> onEnd) {
+        return std::make_shared<LiveConnection>(ConnectToSocket(place.Find(), silence), limit, _subscriptions,
+                                                true, std::move(onEnd));
+    };
+    steps.prepare = [this](const std::shared_ptr<LiveConnection>& live) {
+        return _subscriptions.Resume(live) == ExchangeEnd::kReplied;
+    };
+    _link = std::make_unique<RemoteLink>(std::move(steps), remote.patience);
+    StartThreads();
+}
+
+void ConnectionBackend::StartThreads() {
     if (_threads) {
-        _reader.emplace(_connection);
         _callbackThread = JoiningThread([this] { _subscriptions.Queue().Run(); });
     }
 }
 
 ConnectionBackend::~ConnectionBackend() {
+    _link->EndWaiting();
     _subscriptions.Queue().Stop();
     _callbackThread.Join();
 }
 
-void ConnectionBackend::Run(RemoteCommand& command) {
-    const Operation operation(*this);
+ExchangeEnd ConnectionBackend::Run(const ILink::Linked& linked, RemoteCommand& command) {
     Exchange exchange(command);
-    _connection.Start(exchange);
-    _connection.Await(exchange);
+    linked.live->connection.Start(exchange);
+    return linked.live->connection.Await(exchange);
+}
+
+ExchangeEnd ConnectionBackend::RunChange(const ILink::Linked& linked, RemoteCommand& command) {
+    const ExchangeEnd end = Run(linked, command);
+    if (end == ExchangeEnd::kReplied && _link->Renews()) {
+        _unflushed.Note(linked.number);
+    }
+    return end;
+}
+
+template <class Attempt>
+void ConnectionBackend::Perform(IfLost ifLost, Attempt attempt) {
+    const Operation operation(*this);
+    const ILink::Clock::time_point giveUp = _link->GiveUpTime();
+    for (;;) {
+        const ILink::Linked linked = _link->Acquire(giveUp);
+        const ExchangeEnd end = attempt(linked);
+        if (end == ExchangeEnd::kReplied) {
+            return;
+        }
+        const std::string reason = linked.live->connection.EndReason();
+        if (_link->Renews() && end == ExchangeEnd::kLost && ifLost == IfLost::kFailed) {
+            throw osa::Exception(reason + "; whether the request was carried out is not known");
+        }
+        if (!_link->Renews() || ILink::Clock::now() >= giveUp) {
+            throw osa::Exception(reason);
+        }
+    }
+}
+
+template <class Command, class... Arguments>
+void ConnectionBackend::Change(const Arguments&... arguments) {
+    Perform(IfLost::kFailed, [&](const ILink::Linked& linked) {
+        Command command(arguments...);
+        return RunChange(linked, command);
+    });
+}
+
+/// A "merge" that is cut off by the end of its connection is merged as far as it came. One that may be sent
+/// in several pieces therefore goes as a test that demands nothing, which counts only when it is whole.
+void ConnectionBackend::Merge(const core::IniFile& settings) {
+    if (_link->Renews() && IsLong(settings)) {
+        Change<TestAndMergeCommand>(core::IniFile(), settings);
+    } else {
+        Change<MergeCommand>(settings);
+    }
 }
 
 void ConnectionBackend::Get(const Matcher& groups, core::IniFile& target) {
-    GetCommand command(groups);
-    Run(command);
-    for (const auto& [name, values] : command.Groups()) {
+    core::IniFile received;
+    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
+        GetCommand command(groups);
+        const ExchangeEnd end = Run(linked, command);
+        received = std::move(command.Groups());
+        return end;
+    });
+    for (const auto& [name, values] : received) {
         // A server that knows no exact names ending in "*" takes them for patterns and sends more.
         if (groups.Matches(name)) {
-            target.SetGroup(name, std::move(command.Groups()[name]));
+            target.SetGroup(name, std::move(received[name]));
         }
     }
 }
@@ -129,60 +232,94 @@ void ConnectionBackend::Get(const Matcher& groups, core::IniFile& target) {
 std::optional<std::string> ConnectionBackend::GetValue(const SettingLocator& locator) {
     Matcher group;
     group.AddName(locator.group);
-    GetCommand command(group);
-    Run(command);
-    const std::string* value = command.Groups().FindValue(locator.group, locator.name);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
+    std::optional<std::string> found;
+    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
+        GetCommand command(group);
+        const ExchangeEnd end = Run(linked, command);
+        if (const std::string* value = command.Groups().FindValue(locator.group, locator.name)) {
+            found = *value;
+        }
+        return end;
+    });
+    return found;
+}
+
+template <class Command, class... Arguments>
+bool ConnectionBackend::Test(Difference* difference, const Arguments&... arguments) {
+    bool merged = false;
+    Perform(IfLost::kFailed, [&](const ILink::Linked& linked) {
+        Command command(arguments...);
+        const ExchangeEnd end = Run(linked, command);
+        merged = command.WasSuccessful();
+        if constexpr (std::is_same_v<Command, ExplainedTestCommand>) {
+            if (!merged && difference != nullptr) {
+                *difference = std::move(command.Why());
+            }
+        }
+        return end;
+    });
+    return merged;
 }
 
 bool ConnectionBackend::TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
                                      Difference* difference) {
-    if (difference != nullptr) {
-        return RunTest(ExplainedTestCommand(expected, settings), difference);
-    }
-    TestAndMergeCommand command(expected, settings);
-    Run(command);
-    return command.WasSuccessful();
+    return difference == nullptr ? Test<TestAndMergeCommand>(nullptr, expected, settings)
+                                 : Test<ExplainedTestCommand>(difference, expected, settings);
 }
 
 bool ConnectionBackend::TestExactlyAndMerge(const Matcher& groups, const core::IniFile& expected,
                                             const core::IniFile& settings, Difference* difference) {
-    return RunTest(ExplainedTestCommand(ExplainedTestCommand::kMerge, groups, expected, settings),
-                   difference);
+    return Test<ExplainedTestCommand>(difference, ExplainedTestCommand::kMerge, groups, expected, settings);
 }
 
 bool ConnectionBackend::TestExactlyAndOverwrite(const Matcher& groups, const core::IniFile& expected,
                                                 const core::IniFile& settings, Difference* difference) {
-    return RunTest(ExplainedTestCommand(ExplainedTestCommand::kOverwrite, groups, expected, settings),
-                   difference);
-}
-
-bool ConnectionBackend::RunTest(ExplainedTestCommand&& command, Difference* difference) {
-    Run(command);
-    if (!command.WasSuccessful() && difference != nullptr) {
-        *difference = std::move(command.Why());
-    }
-    return command.WasSuccessful();
+    return Test<ExplainedTestCommand>(difference, ExplainedTestCommand::kOverwrite, groups, expected,
+                                      settings);
 }
 
 void ConnectionBackend::Subscribe(IChangeCallback* callback, const Matcher& groups) {
-    const Operation operation(*this);
-    _subscriptions.Subscribe(_connection, callback, groups);
+    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
+        return _subscriptions.Subscribe(linked.live->connection, callback, groups);
+    });
 }
 
 void ConnectionBackend::UnSubscribe(IChangeCallback* callback) {
     const Operation operation(*this);
-    _subscriptions.UnSubscribe(_connection, callback);
+    _subscriptions.UnSubscribe(callback);
 }
 
 void ConnectionBackend::Follow(IFollower* follower, const Matcher& groups) {
-    const Operation operation(*this);
-    _subscriptions.Follow(_connection, follower, groups);
+    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
+        return _subscriptions.Follow(linked.live->connection, follower, groups);
+    });
 }
 
 void ConnectionBackend::Unfollow(IFollower* follower) {
     const Operation operation(*this);
-    _subscriptions.Unfollow(_connection, follower);
+    _subscriptions.Unfollow(follower);
+}
+
+void ConnectionBackend::Sync() {
+    Perform(IfLost::kBegunAgain, [](const ILink::Linked& linked) {
+        WordCommand command = WordCommand::Sync();
+        return Run(linked, command);
+    });
+}
+
+void ConnectionBackend::Flush() {
+    Perform(IfLost::kFailed, [this](const ILink::Linked& linked) {
+        const UnflushedWrites::Seen seen = _unflushed.Look(linked.number);
+        if (seen.lost) {
+            throw osa::Exception("connection lost: changes made before may not have been saved");
+        }
+        WordCommand command = WordCommand::Flush();
+        const ExchangeEnd end = Run(linked, command);
+        if (end == ExchangeEnd::kReplied) {
+            _unflushed.Flushed(seen);
+        }
+        return end;
+    });
 }
 
 }  // namespace
@@ -190,6 +327,10 @@ void ConnectionBackend::Unfollow(IFollower* follower) {
 std::unique_ptr<IBackend> MakeConnectionBackend(std::unique_ptr<IByteStream> stream,
                                                 const ConnectionOptions& options) {
     return std::make_unique<ConnectionBackend>(std::move(stream), options);
+}
+
+std::unique_ptr<IBackend> MakeRemoteBackend(const RemoteOptions& remote, const ConnectionOptions& options) {
+    return std::make_unique<ConnectionBackend>(remote, options);
 }
 
 }  // namespace zumra::settings::client

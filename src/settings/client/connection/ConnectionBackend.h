@@ -14,9 +14,13 @@ struct ConnectionOptions {
     bool threads = true;
     /// Bounds the text of one reply or notification, in bytes.
     std::size_t messageLimit = std::size_t{1} << 30;
-    /// Bounds the text of the changes that wait for callbacks, in bytes.
+    /// Bounds the text of the changes that wait for callbacks, in bytes; a single change may be larger.
     std::size_t callbackLimit = std::size_t{256} << 20;
 };
+
+/// Reaches a store over the Unix socket of a server that may go away and come again.
+[[nodiscard]] std::unique_ptr<IBackend> MakeRemoteBackend(const ZumraSettingsClient::RemoteOptions& remote,
+                                                          const ConnectionOptions& options = {});
 
 /// Reaches a store over a byte stream that leads to a server's end of the line protocol.
 [[nodiscard]] std::unique_ptr<IBackend> MakeConnectionBackend(std::unique_ptr<IByteStream> stream,

@@ -13,6 +13,15 @@
 
 namespace zumra::settings::client {
 
+/// How an exchange ended.
+enum class ExchangeEnd {
+    kReplied,
+    /// The connection ended before any of the request was sent: nothing can have come of it.
+    kNotSent,
+    /// The connection ended before the reply was there: whether the request was carried out is not known.
+    kLost,
+};
+
 /// What one call asks of the server: one or two commands that are sent together, and their replies.
 ///
 /// A command without a reply is followed by a "sync", so that its error, if it meets one, is known to be its
@@ -46,6 +55,8 @@ private:
     std::size_t _next = 0;
     bool _nextHasFailed = false;
     std::optional<std::string> _error;
+
+    bool _sent = false;
 
     // The connection's, under its lock.
     bool _waiting = false;

@@ -10,7 +10,15 @@ namespace zumra::settings::client {
 namespace {
 
 [[noreturn]] void ThrowLost(int error) {
+    if (error == EPIPE || error == ECONNRESET) {
+        throw osa::Exception("connection lost: the server closed it");
+    }
     throw osa::Exception(SystemErrorText("connection lost", error));
+}
+
+/// The socket has a limit for waiting, and it was reached.
+[[noreturn]] void ThrowSilent() {
+    throw osa::Exception("connection lost: the server does not answer");
 }
 
 std::size_t SendSome(int socket, std::string_view bytes, int flags) {
@@ -51,7 +59,11 @@ std::size_t SocketStream::TrySend(std::string_view bytes) {
 
 void SocketStream::Send(std::string_view bytes) {
     while (!bytes.empty()) {
-        bytes.remove_prefix(SendSome(_socket.Get(), bytes, 0));
+        const std::size_t sent = SendSome(_socket.Get(), bytes, 0);
+        if (sent == 0) {
+            ThrowSilent();
+        }
+        bytes.remove_prefix(sent);
     }
 }
 
@@ -60,7 +72,11 @@ std::optional<std::size_t> SocketStream::TryReceive(char* buffer, std::size_t si
 }
 
 std::size_t SocketStream::Receive(char* buffer, std::size_t size) {
-    return ReceiveSome(_socket.Get(), buffer, size, 0).value_or(0);
+    const auto received = ReceiveSome(_socket.Get(), buffer, size, 0);
+    if (!received) {
+        ThrowSilent();
+    }
+    return *received;
 }
 
 bool SocketStream::CanReceive() const noexcept {

@@ -48,6 +48,23 @@ SubscribedEntries::Matcher SubscribedEntries::Remove(const Matcher& entries) {
     return gone;
 }
 
+bool SubscribedEntries::Cover(std::string_view group) const {
+    if (_names.find(group) != _names.end()) {
+        return true;
+    }
+    std::string pattern(group);
+    for (;; pattern.pop_back()) {
+        pattern.push_back('*');
+        if (_patterns.find(pattern) != _patterns.end()) {
+            return true;
+        }
+        pattern.pop_back();
+        if (pattern.empty()) {
+            return false;
+        }
+    }
+}
+
 SubscribedEntries::Matcher SubscribedEntries::All() const {
     Matcher all;
     for (const auto& [name, count] : _names) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "zumra/settings/common/GroupNameMatcher.h"
 
@@ -20,6 +21,8 @@ public:
     /// Takes away what `Add` added. Returns the entries that nobody wants any more.
     Matcher Remove(const Matcher& entries);
     [[nodiscard]] bool empty() const noexcept { return _names.empty() && _patterns.empty(); }
+    /// Whether somebody wants this group.
+    [[nodiscard]] bool Cover(std::string_view group) const;
     /// Everything that somebody wants.
     [[nodiscard]] Matcher All() const;
 

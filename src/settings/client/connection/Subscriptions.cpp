@@ -5,6 +5,7 @@
 #include "settings/client/CallbackListener.h"
 #include "settings/client/commands/GetCommand.h"
 #include "settings/client/commands/SilentCommands.h"
+#include "settings/client/commands/WordCommand.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings::client {
@@ -21,21 +22,81 @@ common::GroupMap MoveMatching(core::IniFile& document, const Subscriptions::Matc
     return matching;
 }
 
+/// About what the change takes in memory.
+std::size_t SizeOf(const common::Change& change) {
+    std::size_t size = 0;
+    for (const auto& [group, values] : change.groups) {
+        size += group.size();
+        if (values) {
+            for (const auto& [name, value] : *values) {
+                size += name.size() + value.size();
+            }
+        }
+    }
+    return size;
+}
+
 }  // namespace
 
-void Subscriptions::Subscribe(Connection& connection, IChangeCallback* callback, const Matcher& groups) {
+void Subscriptions::Attach(const std::shared_ptr<LiveConnection>& live) {
+    osa::MutexLock lock(_mutex);
+    _latest = live;
+}
+
+ExchangeEnd Subscriptions::Resume(const std::shared_ptr<LiveConnection>& live) {
+    Matcher wanted;
+    ListCommand subscribe("subscribe", wanted);
+    GetCommand get(wanted);
+    Exchange renewal(subscribe, get);
+    renewal.OnSuccess([&] { Reconcile(wanted, MoveMatching(get.Groups(), wanted)); });
+    WordCommand sync = WordCommand::Sync();
+    Exchange sign(sync);
+    Exchange* exchange = &sign;
+    Connection& connection = live->connection;
+    {
+        osa::MutexLock lock(_mutex);
+        _latest = live;
+        if (!_entries.empty()) {
+            wanted = _entries.All();
+            exchange = &renewal;
+            connection.WantIdleReading(true);
+        }
+        connection.Start(*exchange);
+    }
+    return connection.Await(*exchange);
+}
+
+void Subscriptions::Reconcile(const Matcher& wanted, const common::GroupMap& current) {
+    _known.KeepOnly(wanted);
+    const auto difference = std::make_shared<const common::Change>(_known.DifferenceTo(current));
+    if (!difference->groups.empty()) {
+        OnNotification(difference, SizeOf(*difference));
+    }
+}
+
+ExchangeEnd Subscriptions::Subscribe(Connection& connection, IChangeCallback* callback,
+                                     const Matcher& groups) {
     Addition addition;
     addition.key = callback;
     addition.isCallback = true;
     addition.registration = std::make_shared<Registration>(
         _callbackRouter, std::make_shared<CallbackListener>(callback, _errors));
     ListCommand subscribe("subscribe", groups);
-    Exchange exchange(subscribe);
-    exchange.OnSuccess([&addition, &groups] { addition.registration->Activate(groups); });
-    Perform(connection, exchange, addition, groups);
+    if (!_forLosses) {
+        Exchange exchange(subscribe);
+        exchange.OnSuccess([&addition, &groups] { addition.registration->Activate(groups); });
+        return Perform(connection, exchange, addition, groups);
+    }
+    GetCommand get(groups);
+    Exchange exchange(subscribe, get);
+    exchange.OnSuccess([&] {
+        _known.Replace(groups, MoveMatching(get.Groups(), groups));
+        addition.registration->Activate(groups);
+    });
+    return Perform(connection, exchange, addition, groups);
 }
 
-void Subscriptions::Follow(Connection& connection, IFollower* follower, const Matcher& groups) {
+ExchangeEnd Subscriptions::Follow(Connection& connection, IFollower* follower, const Matcher& groups) {
     Addition addition;
     addition.key = follower;
     addition.registration = std::make_shared<Registration>(
@@ -43,16 +104,18 @@ void Subscriptions::Follow(Connection& connection, IFollower* follower, const Ma
     ListCommand subscribe("subscribe", groups);
     GetCommand get(addition.all);
     Exchange exchange(subscribe, get);
-    exchange.OnSuccess([&addition, &get, follower] {
-        addition.registration->Activate(addition.all, [&] {
-            follower->OnSnapshot(MoveMatching(get.Groups(), addition.all), addition.all);
-        });
+    exchange.OnSuccess([&] {
+        const common::GroupMap snapshot = MoveMatching(get.Groups(), addition.all);
+        if (_forLosses) {
+            _known.Replace(addition.all, snapshot);
+        }
+        addition.registration->Activate(addition.all, [&] { follower->OnSnapshot(snapshot, addition.all); });
     });
-    Perform(connection, exchange, addition, groups);
+    return Perform(connection, exchange, addition, groups);
 }
 
-void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition& addition,
-                            const Matcher& groups) {
+ExchangeEnd Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition& addition,
+                                   const Matcher& groups) {
     bool entered = false;
     try {
         {
@@ -62,10 +125,14 @@ void Subscriptions::Perform(Connection& connection, Exchange& exchange, Addition
             connection.WantIdleReading(true);
             connection.Start(exchange);
         }
-        connection.Await(exchange);
+        const ExchangeEnd end = connection.Await(exchange);
+        if (end != ExchangeEnd::kReplied) {
+            Undo(addition, groups);
+        }
+        return end;
     } catch (...) {
         if (entered) {
-            Undo(connection, addition, groups);
+            Undo(addition, groups);
         }
         throw;
     }
@@ -83,7 +150,7 @@ void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
     addition.all = known->wanted.All();
 }
 
-void Subscriptions::Undo(Connection& connection, const Addition& addition, const Matcher& groups) {
+void Subscriptions::Undo(const Addition& addition, const Matcher& groups) {
     Matcher unwanted;
     {
         osa::MutexLock lock(_mutex);
@@ -97,12 +164,12 @@ void Subscriptions::Undo(Connection& connection, const Addition& addition, const
         }
     }
     // The server may have been asked for them by another's call, who unsubscribed while they were still
-    // wanted.
-    Drop(connection, unwanted);
+    // wanted, or over a connection that was made meanwhile.
+    Drop(unwanted);
 }
 
-void Subscriptions::UnSubscribe(Connection& connection, IChangeCallback* callback) {
-    if (!Remove(connection, callback)) {
+void Subscriptions::UnSubscribe(IChangeCallback* callback) {
+    if (!Remove(callback)) {
         AwaitReturn(callback);
     }
 }
@@ -119,11 +186,11 @@ void Subscriptions::AwaitReturn(const IChangeCallback* callback) {
     }
 }
 
-void Subscriptions::Unfollow(Connection& connection, IFollower* follower) {
-    Remove(connection, follower);
+void Subscriptions::Unfollow(IFollower* follower) {
+    Remove(follower);
 }
 
-bool Subscriptions::Remove(Connection& connection, const void* key) {
+bool Subscriptions::Remove(const void* key) {
     std::shared_ptr<Registration> registration;
     Matcher wanted;
     {
@@ -140,37 +207,51 @@ bool Subscriptions::Remove(Connection& connection, const void* key) {
     }
     registration->AwaitReturn();
     _queue.Bury(std::move(registration));
-    Drop(connection, wanted);
+    Drop(wanted);
     return true;
 }
 
-void Subscriptions::Drop(Connection& connection, const Matcher& entries) {
+void Subscriptions::Drop(const Matcher& entries) {
     Matcher gone;
     ListCommand unsubscribe("unsubscribe", gone);
     Exchange exchange(unsubscribe);
-    try {
-        {
-            osa::MutexLock lock(_mutex);
-            gone = _entries.Remove(entries);
-            if (_entries.empty()) {
-                connection.WantIdleReading(false);
-            }
-            if (gone.empty()) {
-                return;
-            }
-            connection.Start(exchange);
+    std::shared_ptr<LiveConnection> live;
+    {
+        osa::MutexLock lock(_mutex);
+        live = _latest.lock();
+        gone = _entries.Remove(entries);
+        if (live && _entries.empty()) {
+            live->connection.WantIdleReading(false);
         }
-        connection.Await(exchange);
-    } catch (const osa::Exception&) {
-        // Whether the server hears of it makes no difference to the one who is not called any more.
+        if (live && !gone.empty()) {
+            live->connection.Start(exchange);
+        }
+    }
+    if (live && !gone.empty()) {
+        try {
+            static_cast<void>(live->connection.Await(exchange));
+        } catch (const osa::Exception&) {
+            // Whether the server hears of it makes no difference to the one who is not called any more.
+        }
+    }
+    if (_forLosses) {
+        osa::MutexLock lock(_mutex);
+        _known.Forget(gone, _entries);
     }
 }
 
 void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
-    common::ChangeRouter::Deliver(_followerRouter.Queue(change));
     auto deliveries = _callbackRouter.Prepare(change);
     if (!deliveries.empty()) {
+        _queue.Admit(bytes);
+    }
+    common::ChangeRouter::Deliver(_followerRouter.Queue(change));
+    if (!deliveries.empty()) {
         _queue.Push(std::move(deliveries), bytes);
+    }
+    if (_forLosses) {
+        // Last: what failed on the way is told again over the next connection.
+        _known.Take(*change);
     }
 }
 

@@ -8,6 +8,8 @@
 #include "settings/client/IBackend.h"
 #include "settings/client/connection/CallbackQueue.h"
 #include "settings/client/connection/Connection.h"
+#include "settings/client/connection/KnownGroups.h"
+#include "settings/client/connection/LiveConnection.h"
 #include "settings/client/connection/Registration.h"
 #include "settings/client/connection/SubscribedEntries.h"
 #include "settings/common/LeavingListeners.h"
@@ -27,14 +29,24 @@ class Subscriptions final : public INotificationSink {
 public:
     using Matcher = IBackend::Matcher;
 
-    /// `callbackLimit`: see `CallbackQueue`.
-    explicit Subscriptions(std::size_t callbackLimit) : _queue(callbackLimit) {}
+    /// `callbackLimit`: see `CallbackQueue`. `forLosses`: what is known of the groups is kept, so that after
+    /// a loss of the connection everyone can be told what differs; subscribing then reads the groups.
+    Subscriptions(std::size_t callbackLimit, bool forLosses) : _forLosses(forLosses), _queue(callbackLimit) {}
 
-    // As the operations of `IBackend`; they wait for replies and call no callback.
-    void Subscribe(Connection& connection, IChangeCallback* callback, const Matcher& groups);
-    void UnSubscribe(Connection& connection, IChangeCallback* callback);
-    void Follow(Connection& connection, IFollower* follower, const Matcher& groups);
-    void Unfollow(Connection& connection, IFollower* follower);
+    /// Makes a connection the one that changes are told over. Nothing is subscribed to yet.
+    void Attach(const std::shared_ptr<LiveConnection>& live);
+    /// As `Attach`, for a connection that nobody uses yet and that follows one that was lost: subscribes to
+    /// everything that is wanted, and tells everyone what differs from what was known. The server has
+    /// answered when this gives `kReplied`, also when nothing is wanted. Throws what the server replies.
+    [[nodiscard]] ExchangeEnd Resume(const std::shared_ptr<LiveConnection>& live);
+
+    // As the operations of `IBackend`; they wait for replies and call no callback. What did not end with a
+    // reply has not been done.
+    [[nodiscard]] ExchangeEnd Subscribe(Connection& connection, IChangeCallback* callback,
+                                        const Matcher& groups);
+    [[nodiscard]] ExchangeEnd Follow(Connection& connection, IFollower* follower, const Matcher& groups);
+    void UnSubscribe(IChangeCallback* callback);
+    void Unfollow(IFollower* follower);
 
     [[nodiscard]] CallbackQueue& Queue() noexcept { return _queue; }
     [[nodiscard]] CallbackErrors& Errors() noexcept { return *_errors; }
@@ -51,13 +63,17 @@ private:
         Matcher all;
     };
 
-    void Perform(Connection& connection, Exchange& exchange, Addition& addition, const Matcher& groups);
+    [[nodiscard]] ExchangeEnd Perform(Connection& connection, Exchange& exchange, Addition& addition,
+                                      const Matcher& groups);
     void Enter(Addition& addition, const Matcher& groups) ZUMRA_REQUIRES(_mutex);
-    void Undo(Connection& connection, const Addition& addition, const Matcher& groups);
-    bool Remove(Connection& connection, const void* key);
+    void Undo(const Addition& addition, const Matcher& groups);
+    bool Remove(const void* key);
     void AwaitReturn(const IChangeCallback* callback);
-    void Drop(Connection& connection, const Matcher& entries);
+    void Drop(const Matcher& entries);
+    void Reconcile(const Matcher& wanted, const common::GroupMap& current);
 
+    const bool _forLosses;
+    KnownGroups _known;
     const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
     common::ChangeRouter _followerRouter;
     common::ChangeRouter _callbackRouter;
@@ -66,6 +82,7 @@ private:
     /// Held while a subscription is sent, so that the server learns of changes of these tables in their
     /// order; never while a reply is awaited.
     osa::Mutex _mutex{"subscriptions"};
+    std::weak_ptr<LiveConnection> _latest ZUMRA_GUARDED_BY(_mutex);
     SubscribedEntries _entries ZUMRA_GUARDED_BY(_mutex);
     /// By the address of the callback or follower.
     std::map<const void*, std::shared_ptr<Registration>> _registrations ZUMRA_GUARDED_BY(_mutex);
