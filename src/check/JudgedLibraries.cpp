@@ -30,10 +30,16 @@ struct LoadedObject {
     std::string soname;
 };
 
+/// What the loader has put there.
+template <typename Object>
+const Object* AtAddress(ElfW(Addr) address) {
+    return reinterpret_cast<const Object*>(address);  // NOLINT(performance-no-int-to-ptr): the loader's form
+}
+
 const ElfW(Dyn) * DynamicSection(const dl_phdr_info& info) {
     for (int i = 0; i < info.dlpi_phnum; ++i)
         if (info.dlpi_phdr[i].p_type == PT_DYNAMIC)
-            return reinterpret_cast<const ElfW(Dyn)*>(info.dlpi_addr + info.dlpi_phdr[i].p_vaddr);
+            return AtAddress<ElfW(Dyn)>(info.dlpi_addr + info.dlpi_phdr[i].p_vaddr);
     return nullptr;
 }
 
@@ -51,7 +57,7 @@ std::string Soname(const dl_phdr_info& info) {
         return "";
     // Loaders differ in whether they have put the address in place.
     const ElfW(Addr) base = strings < info.dlpi_addr ? info.dlpi_addr : 0;
-    return reinterpret_cast<const char*>(base + strings + offset);
+    return AtAddress<char>(base + strings + offset);
 }
 
 int Collect(dl_phdr_info* info, std::size_t /*size*/, void* objects) {
@@ -73,7 +79,7 @@ std::string Version(const LoadedObject& object, const char* function) {
     if (handle == nullptr)
         return "of unknown version";
     void* const symbol = dlsym(handle, function);
-    const std::string version =
+    std::string version =
         symbol == nullptr ? "of unknown version" : reinterpret_cast<const char* (*)()>(symbol)();
     dlclose(handle);
     return version;

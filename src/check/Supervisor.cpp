@@ -69,9 +69,9 @@ public:
     BlockedSignals() {
         sigset_t all;
         sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, &_previous);
+        pthread_sigmask(SIG_SETMASK, &all, &_previous);
     }
-    ~BlockedSignals() { sigprocmask(SIG_SETMASK, &_previous, nullptr); }
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &_previous, nullptr); }
     BlockedSignals(const BlockedSignals&) = delete;
     BlockedSignals& operator=(const BlockedSignals&) = delete;
 
@@ -91,8 +91,9 @@ int Await(pid_t process) {
 std::string DescribeEnd(int status) {
     if (WIFSIGNALED(status)) {
         const int number = WTERMSIG(status);
-        return "Received signal " + std::to_string(number) + " (" + strsignal(number) +
-               ")";  // NOLINT(concurrency-mt-unsafe): the supervisor has one thread
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the supervisor has one thread
+        const std::string name = strsignal(number);
+        return "Received signal " + std::to_string(number) + " (" + name + ")";
     }
     if (WEXITSTATUS(status) == 0)
         return "the check ended its process with _exit(0)";
@@ -132,7 +133,7 @@ public:
         return isEndless || _results.Rounds() < _commandLine.repeat.value_or(1);
     }
 
-    /// True in the child.
+    /// True in the child, which signals end as they would without a supervisor.
     bool StartRound() {
         ShowRound();
         std::fflush(nullptr);
@@ -141,15 +142,11 @@ public:
         const pid_t process = fork();
         if (process < 0)
             throw std::system_error(errno, std::generic_category(), "cannot start a process for the checks");
-        if (process > 0)
+        if (process == 0)
+            BecomeRunner();
+        else
             runner = process;
         return process == 0;
-    }
-
-    void BecomeRunner() const {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        check::BecomeRunner();
-        journal.Open(_journal);
     }
 
     void EndRound() {
@@ -174,12 +171,21 @@ public:
             _status = _status == 0 ? EXIT_FAILURE : _status;
         }
         std::fflush(nullptr);
-        if (WIFSIGNALED(_lastStatus) && (_results.Rounds() == 1 || interruption != 0))
+        if (interruption != 0)
+            DieOf(static_cast<int>(interruption));
+        if (WIFSIGNALED(_lastStatus) && _results.Rounds() == 1)
             DieOf(WTERMSIG(_lastStatus));
         std::exit(_status);  // NOLINT(concurrency-mt-unsafe): the supervisor has one thread
     }
 
 private:
+    void BecomeRunner() {
+        _interruptions.reset();
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        check::BecomeRunner();
+        journal.Open(_journal);
+    }
+
     void ShowRound() const {
         const bool hasRounds = _commandLine.untilFail || _commandLine.repeat.value_or(1) > 1;
         if (!hasRounds || _commandLine.print == CommandLine::Print::kSilent)
@@ -206,6 +212,7 @@ private:
     const CommandLine& _commandLine;
     const std::string& _program;
     std::chrono::steady_clock::time_point _start;
+    std::optional<Interruptions> _interruptions{std::in_place};
     RunInfo _info = CollectRunInfo(_commandLine, _program);
     Results _results;
     int _journal = -1;
@@ -231,13 +238,9 @@ bool NeedsSupervisor(const CommandLine& line) {
 
 void RunSupervised(const CommandLine& commandLine, const std::string& program) {
     Supervisor supervisor(commandLine, program);
-    std::optional<Interruptions> interruptions(std::in_place);
     while (supervisor.WantsRound()) {
-        if (supervisor.StartRound()) {
-            interruptions.reset();
-            supervisor.BecomeRunner();
+        if (supervisor.StartRound())
             return;
-        }
         supervisor.EndRound();
     }
     supervisor.End();
