@@ -1,18 +1,12 @@
 #include "zumra-settings/Connect.h"
 
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <system_error>
 
-#include "settings/client/connection/ConnectionBackend.h"
-#include "settings/client/connection/SocketStream.h"
+#include "settings/client/connection/UnixSocket.h"
 #include "zumra-settings/Context.h"
 #include "zumra/osa/Exception.h"
 
@@ -22,24 +16,16 @@ namespace {
 
 using settings::client::FileDescriptor;
 
-[[noreturn]] void Fail(const std::string& socket, const std::string& reason) {
-    throw NoServer{"no server at '" + Visible(socket) + "': " + reason};
+FileDescriptor Open(const std::string& socket) {
+    try {
+        return settings::client::OpenSocket(socket);
+    } catch (const osa::Exception& e) {
+        throw NoServer{e.what()};
+    }
 }
 
-FileDescriptor Open(const std::string& socket) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (socket.empty() || socket.size() >= sizeof address.sun_path) {
-        Fail(socket, "the path must have 1 to " + std::to_string(sizeof address.sun_path - 1) + " bytes");
-    }
-    std::memcpy(address.sun_path, socket.data(), socket.size());
-    FileDescriptor descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const void* generic = &address;
-    if (descriptor.Get() < 0 ||
-        ::connect(descriptor.Get(), static_cast<const sockaddr*>(generic), sizeof address) != 0) {
-        Fail(socket, std::generic_category().message(errno));
-    }
-    return descriptor;
+[[noreturn]] void Fail(const std::string& socket, const std::string& reason) {
+    throw NoServer{"no server at '" + Visible(socket) + "': " + reason};
 }
 
 /// What stands between the first and the last line of a reply.
@@ -60,26 +46,20 @@ std::string Content(const std::string& reply) {
 }  // namespace
 
 std::string DefaultSocket() {
-    const char* named =
-        std::getenv("ZUMRA_SETTINGS_SOCKET");  // NOLINT(concurrency-mt-unsafe): nobody writes it
-    if (named != nullptr && *named != '\0') {
-        return named;
-    }
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-mt-unsafe): nobody writes it
-    if (runtime != nullptr && *runtime == '/') {
-        std::string own = std::string(runtime) + "/zumra/settings.sock";
-        struct stat status {};
-        if (::stat(own.c_str(), &status) == 0) {
-            return own;
-        }
-    }
-    return "/run/zumra/settings.sock";
+    return settings::ZumraSettingsClient::DefaultSocketPath();
 }
 
 std::unique_ptr<settings::ZumraSettingsClient> Connect(const std::string& socket) {
-    using namespace settings::client;
-    auto stream = std::make_unique<SocketStream>(Open(socket));
-    return std::make_unique<settings::ZumraSettingsClient>(MakeConnectionBackend(std::move(stream), {}));
+    settings::ZumraSettingsClient::RemoteOptions options;
+    options.socketPath = socket;
+    options.patience = {};
+    auto client = std::make_unique<settings::ZumraSettingsClient>(options);
+    try {
+        client->Sync();
+    } catch (const osa::Exception& e) {
+        throw NoServer{e.what()};
+    }
+    return client;
 }
 
 core::IniFile AskReport(const std::string& socket, const std::string& name) {

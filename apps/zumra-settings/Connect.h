@@ -8,11 +8,11 @@
 
 namespace zumra::cli {
 
-/// Where the server is when nobody says: `$ZUMRA_SETTINGS_SOCKET`; otherwise the user's own
-/// (`zumra/settings.sock` below `$XDG_RUNTIME_DIR`) when there is one; otherwise `/run/zumra/settings.sock`.
+/// Where the server is when nobody says: `ZumraSettingsClient::DefaultSocketPath`.
 [[nodiscard]] std::string DefaultSocket();
 
-/// A client of the server on that socket. Throws `NoServer`.
+/// A client of the server on that socket. Throws `NoServer` when none answers; when it goes away later, the
+/// client connects again by itself, and its operations wait for no server that is not there.
 [[nodiscard]] std::unique_ptr<settings::ZumraSettingsClient> Connect(const std::string& socket);
 
 /// Asks the server on that socket for one of its reports. Throws `NoServer`, and `zumra::osa::Exception` with

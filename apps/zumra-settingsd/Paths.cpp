@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "settings/client/SocketPlace.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settingsd {
@@ -33,21 +34,13 @@ bool IsRoot() {
     return ::geteuid() == 0;
 }
 
-std::string TemporaryFolder() {
-    return "/tmp/zumra-" + std::to_string(::geteuid());
-}
-
 [[noreturn]] void CannotMake(const std::string& folder, const std::string& reason) {
     throw osa::Exception("cannot make folder '" + folder + "': " + reason);
 }
 
 /// Anybody may make folders in /tmp: one that another user made for us is a trap.
 void RefuseForeign(const std::string& folder) {
-    struct stat status {};
-    if (::lstat(folder.c_str(), &status) != 0) {
-        CannotMake(folder, std::generic_category().message(errno));
-    }
-    if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & 0022) != 0) {
+    if (!settings::client::IsPrivateFolder(folder)) {
         CannotMake(folder, "it is there already and others may write to it");
     }
 }
@@ -55,15 +48,7 @@ void RefuseForeign(const std::string& folder) {
 }  // namespace
 
 std::string DefaultSocketPath() {
-    if (IsRoot()) {
-        return "/run/zumra/settings.sock";
-    }
-    const std::string runtime = FromEnvironment("XDG_RUNTIME_DIR");
-    if (!runtime.empty()) {
-        return runtime + "/zumra/settings.sock";
-    }
-    const std::string usual = "/run/user/" + std::to_string(::geteuid());
-    return (IsFolder(usual) ? usual + "/zumra" : TemporaryFolder()) + "/settings.sock";
+    return settings::client::OwnSocketPath();
 }
 
 std::string DefaultStoreUri() {
@@ -82,7 +67,7 @@ void MakeFolderOf(const std::string& path) {
         if (::mkdir(folder.c_str(), IsRoot() ? 0755 : 0700) != 0 && errno != EEXIST && !IsFolder(folder)) {
             CannotMake(folder, std::generic_category().message(errno));
         }
-        if (folder == TemporaryFolder()) {
+        if (folder == settings::client::TemporarySocketFolder()) {
             RefuseForeign(folder);
         }
     }

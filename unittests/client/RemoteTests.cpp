@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <cstdlib>
 #include <thread>
 
@@ -7,6 +8,7 @@
 #include "client/Exchanges.h"
 #include "client/FailingThreads.h"
 #include "client/SocketServer.h"
+#include "settings/client/SocketPlace.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings {
@@ -74,6 +76,29 @@ TEST_F(RemoteTests, SocketOfTheEnvironmentIsUsedWhenNoneIsNamed) {
     EXPECT_EQ(Client(Client::kRemote).GetValue("[a]x"), "0");
     ::unsetenv("ZUMRA_SETTINGS_SOCKET");
     EXPECT_EQ(Thrown([] { Client(Client::kRemote, core::IniFile()); }), "the defaults are the server's");
+}
+
+TEST_F(RemoteTests, OwnServerIsUsedWhenThereIsOneAndElseTheSystems) {
+    if (::geteuid() == 0) {
+        EXPECT_EQ(client::OwnSocketPath(), client::kSystemSocketPath);
+        ASSERT_EQ(::seteuid(12345), 0);
+    }
+    const test::TemporaryDirectory runtime;
+    ::setenv("XDG_RUNTIME_DIR", runtime.Path().c_str(), 1);
+    EXPECT_EQ(client::OwnSocketPath(), runtime.File("zumra/settings.sock"));
+    const client::SocketPlace place;
+    EXPECT_EQ(place.Find(), client::kSystemSocketPath) << "the own server is not there";
+    std::filesystem::create_directory(runtime.File("zumra"));
+    static_cast<void>(runtime.Write("zumra/settings.sock", ""));
+    EXPECT_EQ(place.Find(), runtime.File("zumra/settings.sock")) << "it came later";
+    ::setenv("XDG_RUNTIME_DIR", "relative", 1);
+    const std::string user = std::to_string(::geteuid());
+    const std::string usual = "/run/user/" + user;
+    EXPECT_EQ(client::OwnSocketPath(), std::filesystem::is_directory(usual)
+                                           ? usual + "/zumra/settings.sock"
+                                           : "/tmp/zumra-" + user + "/settings.sock");
+    ::unsetenv("XDG_RUNTIME_DIR");
+    static_cast<void>(::seteuid(::getuid()));
 }
 
 TEST_F(RemoteTests, NoServerIsAnErrorWithItsReason) {

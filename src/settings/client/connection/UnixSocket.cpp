@@ -43,7 +43,7 @@ sockaddr_un AddressOf(const std::string& path) {
 
 }  // namespace
 
-std::unique_ptr<IByteStream> ConnectToSocket(const std::string& path, std::chrono::milliseconds silence) {
+FileDescriptor OpenSocket(const std::string& path) {
     const sockaddr_un address = AddressOf(path);
     const void* generic = &address;
     FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -52,6 +52,11 @@ std::unique_ptr<IByteStream> ConnectToSocket(const std::string& path, std::chron
         Fail(path, std::generic_category().message(errno));
     }
     ::fcntl(socket.Get(), F_SETFL, 0);
+    return socket;
+}
+
+std::unique_ptr<IByteStream> ConnectToSocket(const std::string& path, std::chrono::milliseconds silence) {
+    FileDescriptor socket = OpenSocket(path);
     SetTimeout(socket, SO_RCVTIMEO, silence);
     SetTimeout(socket, SO_SNDTIMEO, silence);
     return std::make_unique<SocketStream>(std::move(socket));
