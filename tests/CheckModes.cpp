@@ -12,7 +12,7 @@ struct CheckInMode {
 
     static void Run(void* check) {
         const auto& self = *static_cast<const CheckInMode*>(check);
-        settings::ZumraSettingsClient client(self.mode);
+        ClientOfCheck client(self.mode);
         self.body(client);
     }
 };

@@ -7,7 +7,7 @@
 #include "zumra/settings/IChangeCallback.h"
 #include "zumra/settings/ZumraSettingsClient.h"
 
-#include "CheckFrame.h"
+#include "CheckModes.h"
 #include "Suites.h"
 
 namespace zumra::tests {
@@ -36,7 +36,7 @@ const char* const kDefaults =
     "setting1 = value1\n";
 
 CHECK(localMergeAndGet) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     IniFile ini;
     ini["section1"]["value1"] = "abc";
     ini["section2"]["value1"] = "def";
@@ -53,7 +53,7 @@ CHECK(localMergeAndGet) {
 }
 
 CHECK(localRefreshSettings) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     IniFile ini;
     ini["section1"]["value1"] = "abc";
     ini["section2"]["value1"] = "def";
@@ -72,7 +72,7 @@ CHECK(localRefreshSettings) {
 }
 
 CHECK(localGetWildcards) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.MergeSettings(MakeDocument(
         {{"aaa/bbb", "value1", "abc"}, {"aaa/ccc", "value1", "def"}, {"bbb/ccc", "value1", "ghi"}}));
 
@@ -84,7 +84,7 @@ CHECK(localGetWildcards) {
 }
 
 CHECK(localGetWildcardAndNames) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.MergeSettings(MakeDocument({{"Server", "value1", "abc"}}));
 
     const std::set<std::string> groups = {"Server", "Source*", "Handler*"};
@@ -94,7 +94,7 @@ CHECK(localGetWildcardAndNames) {
 }
 
 CHECK(localOverwrite) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.MergeSettings(MakeDocument({{"Server", "value1", "abc"}}));
     client.OverwriteSettings("Server", MakeDocument({{"Server", "value2", "def"}}));
 
@@ -105,7 +105,7 @@ CHECK(localOverwrite) {
 }
 
 CHECK(localOverwrite2) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.MergeSettings(MakeDocument({{"Server/Sub", "value1", "abc"}}));
     client.OverwriteSettings("Server*", MakeDocument({{"Server/Sub", "value2", "def"}}));
 
@@ -116,7 +116,7 @@ CHECK(localOverwrite2) {
 }
 
 CHECK(localGetValue) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.MergeSettings(MakeDocument({{"section1", "value1", "abc"}, {"section2", "value1", "def"}}));
 
     fail_unless("abc" == client.GetValue("[section1]value1"));
@@ -126,13 +126,13 @@ CHECK(localGetValue) {
 }
 
 CHECK(localGetValueInvalidPath) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     expect_exception(static_cast<void>(client.GetValue("asdasdasdas")),
                      "Failed to parse 'asdasdasdas' as a SettingLocator");
 }
 
 CHECK(localSetValue) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     client.SetValue("[section1]value1", "somevalue");
     check_equal("somevalue", client.GetValue("[section1]value1"));
 }
@@ -140,7 +140,7 @@ CHECK(localSetValue) {
 // The client goes with the subscriber still registered.
 CHECK(localCallbacks) {
     change_subscriber subscriber;
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal);
+    ClientOfCheck client(ZumraSettingsClient::kLocal);
     const std::set<std::string> groupNames = {"section"};
     client.Subscribe(&subscriber, groupNames);
     client.SetValue("[section]value", "1");
@@ -151,7 +151,7 @@ CHECK(localCallbacks) {
 
 CHECK(local_ShouldRestoreChangedSettingsToDefaults) {
     const IniFile defaults = LoadDocument(kDefaults);
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal, defaults);
+    ClientOfCheck client(ZumraSettingsClient::kLocal, defaults);
     client.SetValue("[group2]setting1", "newvalue");
     client.RestoreToDefaults("group2");
     check_equal("value1", client.GetValue("[group2]setting1"));
@@ -159,7 +159,7 @@ CHECK(local_ShouldRestoreChangedSettingsToDefaults) {
 
 CHECK(local_ShouldRestoreDeletedGroupsToDefaults) {
     const IniFile defaults = LoadDocument(kDefaults);
-    ZumraSettingsClient client(ZumraSettingsClient::kLocal, defaults);
+    ClientOfCheck client(ZumraSettingsClient::kLocal, defaults);
     client.OverwriteSettings("group1", IniFile());
     client.RestoreToDefaults("group1");
     check_equal("value1", client.GetValue("[group1]setting1"));

@@ -2,7 +2,7 @@
 #include "zumra/core/IniFile.h"
 #include "zumra/settings/ZumraSettingsClient.h"
 
-#include "CheckFrame.h"
+#include "CheckModes.h"
 #include "Suites.h"
 
 namespace zumra::tests {
@@ -13,7 +13,7 @@ using settings::ZumraSettingsClient;
 namespace {
 
 CHECK(mergeAndGet) {
-    ZumraSettingsClient client(ZumraSettingsClient::kLocalMultiThreadedPipe);
+    ClientOfCheck client(ZumraSettingsClient::kLocalMultiThreadedPipe);
     client.MergeSettings(
         MakeDocument({{"fruits", "peaches", "tasty"}, {"fruits", "pomegranates", "difficult"}}));
     mark_point();
