@@ -85,8 +85,9 @@ public:
     ///
     /// **Memory**: the groups that are subscribed to are kept as they were last told, and changes that wait
     /// for callbacks up to 256 MiB; when more than that waits, the connection is given up, and what differs
-    /// is told when the callbacks have caught up. One reply or notification may have 1 GiB. Connecting
-    /// again reads what is subscribed to.
+    /// is told when the callbacks have caught up. Subscribing and connecting again read what is subscribed
+    /// to in one reply. The server bounds requests and replies: `zumra-settingsd` takes documents of 16 MiB
+    /// and gives replies of 64 MiB unless it is told otherwise, and ends a connection that asks for more.
     struct RemoteOptions {
         /// The server's socket; empty: `DefaultSocketPath`, looked up at each attempt to connect.
         std::string socketPath;
