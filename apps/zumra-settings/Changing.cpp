@@ -1,10 +1,8 @@
 // The verbs that change settings.
-#include <ostream>
+#include <utility>
 
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
-#include "zumra/osa/Exception.h"
-#include "zumra/settings/common/SettingLocator.h"
 
 namespace zumra::cli {
 
@@ -12,32 +10,56 @@ namespace {
 
 using settings::common::SettingLocator;
 
+constexpr const char* kOneInput = "standard input ('-') can be read only once";
+
 int Set(Context& context, const std::vector<std::string>& words) {
     if (words.size() % 2 != 0) {
-        context.err << "zumra-settings: expected a value after '" << Visible(words.back()) << "'\n";
-        return kUsage;
+        throw UsageError{"expected a value after '" + Visible(words.back()) + "'"};
     }
     core::IniFile document;
+    bool inputTaken = false;
     for (std::size_t index = 0; index < words.size(); index += 2) {
-        const SettingLocator locator = SettingLocator::Parse(words[index]);
-        const std::string& value = words[index + 1];
-        document[locator.group][locator.name] = value == "-" ? ReadText(context, "-") : value;
+        const SettingLocator locator = AsLocator(words[index]);
+        std::string value = words[index + 1];
+        if (value == "-") {
+            if (std::exchange(inputTaken, true)) {
+                throw UsageError{kOneInput};
+            }
+            value = ReadText(context, "-");
+        }
+        document[locator.group][locator.name] = std::move(value);
     }
     context.client().MergeSettings(document);
     return kDone;
 }
 
-int Unset(Context& context, const std::vector<std::string>& locators) {
+int Unset(Context& context, const std::vector<std::string>& words) {
+    std::vector<std::string> locators;
+    for (const std::string& word : words) {
+        locators.push_back(AsLocator(word).ToString());
+    }
     int status = kDone;
     for (const std::string& locator : locators) {
         if (!context.client().FindValue(locator)) {
-            context.err << "zumra-settings: there is no '" << Visible(locator) << "'\n";
+            context.Complain("there is no '" + Visible(locator) + "'");
             status = kMissing;
             continue;
         }
         context.client().EraseValue(locator);
     }
     return status;
+}
+
+int Erase(Context& context, const std::set<std::string>& patterns) {
+    core::IniFile present;
+    context.client().GetSettings(patterns, present);
+    context.client().EraseGroups(patterns);
+    return ComplainOfMissing(context, patterns, present);
+}
+
+int Restore(Context& context, const std::set<std::string>& patterns) {
+    context.client().RestoreToDefaults(patterns);
+    return ComplainOfMissing(context, patterns, context.report("defaults"));
 }
 
 struct Test {
@@ -47,14 +69,17 @@ struct Test {
 };
 
 int TestAndMerge(Context& context, const Test& test) {
-    const core::IniFile expected = ReadDocument(context, test.expect);
-    const core::IniFile merged = ReadDocument(context, test.merge);
+    if (test.expect == "-" && test.merge == "-") {
+        throw UsageError{kOneInput};
+    }
+    const core::IniFile expected = ReadDocumentFile(context, test.expect);
+    const core::IniFile merged = ReadDocumentFile(context, test.merge);
     settings::ZumraSettingsClient::Difference difference;
     const bool done = test.exactly.empty() ? context.client().TestAndMerge(expected, merged, &difference)
                                            : context.client().TestExactlyAndMerge(
                                                  AsSet(test.exactly), expected, merged, &difference);
     if (!done) {
-        context.err << "zumra-settings: refused: " << Describe(difference) << '\n';
+        context.Complain("refused: " + Describe(difference));
     }
     return done ? kDone : kRefused;
 }
@@ -69,7 +94,7 @@ Patterns AddPatterns(CLI::App& app) {
 
 std::shared_ptr<std::string> AddFile(CLI::App& app, const char* name) {
     auto file = std::make_shared<std::string>("-");
-    app.add_option(name, *file, "INI file; '-' or nothing: standard input");
+    app.add_option(name, *file, "File with a document; '-' or nothing: standard input");
     return file;
 }
 
@@ -92,7 +117,8 @@ Action AddUnset(CLI::App& app) {
 Action AddMerge(CLI::App& app) {
     const auto file = AddFile(app, "file");
     return [file](Context& context) {
-        context.client().MergeSettings(ReadDocument(context, *file));
+        const core::IniFile document = ReadDocumentFile(context, *file);
+        context.client().MergeSettings(document);
         return kDone;
     };
 }
@@ -101,32 +127,29 @@ Action AddOverwrite(CLI::App& app) {
     const auto patterns = AddPatterns(app);
     const auto file = AddFile(app, "--from");
     return [patterns, file](Context& context) {
-        context.client().OverwriteSettings(AsSet(*patterns), ReadDocument(context, *file));
+        const core::IniFile document = ReadDocumentFile(context, *file);
+        context.client().OverwriteSettings(AsSet(*patterns), document);
         return kDone;
     };
 }
 
 Action AddErase(CLI::App& app) {
     const auto patterns = AddPatterns(app);
-    return [patterns](Context& context) {
-        context.client().EraseGroups(AsSet(*patterns));
-        return kDone;
-    };
+    return [patterns](Context& context) { return Erase(context, AsSet(*patterns)); };
 }
 
 Action AddRestore(CLI::App& app) {
     const auto patterns = AddPatterns(app);
-    return [patterns](Context& context) {
-        context.client().RestoreToDefaults(AsSet(*patterns));
-        return kDone;
-    };
+    return [patterns](Context& context) { return Restore(context, AsSet(*patterns)); };
 }
 
 Action AddTestAndMerge(CLI::App& app) {
     auto test = std::make_shared<Test>();
-    app.add_option("--expect", test->expect, "INI file with what must be there")->required();
-    app.add_option("--merge", test->merge, "INI file with what is merged then")->required();
-    app.add_option("--exactly", test->exactly, "Patterns of the groups that must be just the expected ones");
+    app.add_option("--expect", test->expect, "File with what must be there")->required();
+    app.add_option("--merge", test->merge, "File with what is merged then")->required();
+    app.add_option("--exactly", test->exactly, "Pattern of groups that must be just the expected ones")
+        ->expected(1)
+        ->take_all();
     return [test](Context& context) { return TestAndMerge(context, *test); };
 }
 

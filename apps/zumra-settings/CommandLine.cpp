@@ -1,33 +1,31 @@
 #include "zumra-settings/CommandLine.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
-#include <map>
+#include <optional>
 #include <ostream>
+#include <string_view>
 
 #include "check/NearestName.h"
+#include "zumra-settings/Complete.h"
 #include "zumra-settings/Connect.h"
-#include "zumra-settings/Context.h"
-#include "zumra-settings/Verbs.h"
+#include "zumra-settings/Program.h"
 
 namespace zumra::cli {
 
 namespace {
 
-const std::map<std::string, Form> kForms{
-    {"people", Form::kPeople}, {"ini", Form::kIni}, {"json", Form::kJson}, {"nul", Form::kNul}};
+constexpr std::string_view kConnectionLost = "connection lost";
 
-struct Options {
-    std::string socket;
-    std::string form = "people";
-    std::string color = "auto";
-};
+bool IsSet(const char* name) {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody writes it
+    return value != nullptr && *value != '\0';
+}
 
-bool WantsColor(const Options& options, const Terminal& terminal) {
-    const char* no = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nobody writes it
-    const bool automatic = terminal.isTerminal && (no == nullptr || *no == '\0');
-    return options.color == "always" || (options.color == "auto" && automatic);
+Style StyleFor(const Options& options, const Terminal& terminal) {
+    const bool always = options.color == "always";
+    const bool automatic = options.color == "auto" && terminal.isTerminal && !IsSet("NO_COLOR");
+    return {always || automatic, always || terminal.isTerminal};
 }
 
 bool IsOption(const std::string& word) {
@@ -58,90 +56,118 @@ std::vector<std::string> Known(const CLI::App& app, const std::string& word) {
     return known;
 }
 
-int Mistake(const CLI::App& app, const CLI::ParseError& error, std::ostream& err) {
+std::string Describe(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> rest = app.remaining(true);
+    const auto verbs = app.get_subcommands();
     if (rest.empty()) {
-        err << "zumra-settings: " << error.what() << '\n';
-    } else {
-        const std::string& word = rest.front();
-        const std::vector<std::string> known = Known(app, word);
-        err << "zumra-settings: there is no " << (IsOption(word) ? "option" : "verb") << " '" << Visible(word)
-            << "'; the nearest is '" << check::NearestName(word, {known.begin(), known.end()}) << "'\n";
+        return verbs.empty() && error.get_name() == "RequiredError" ? "expected a verb" : error.what();
     }
-    err << "Try 'zumra-settings --help'.\n";
+    const std::string& word = rest.front();
+    if (!verbs.empty() && !IsOption(word)) {
+        return "'" + verbs.front()->get_name() + "' takes no further word, got '" + Visible(word) + "'";
+    }
+    const std::vector<std::string> known = Known(app, word);
+    const std::string nearest(check::NearestName(word, {known.begin(), known.end()}));
+    return std::string("there is no ") + (IsOption(word) ? "option" : "verb") + " '" + Visible(word) +
+           "'; the nearest is '" + nearest + "'";
+}
+
+int Mistake(const Terminal& terminal, const std::string& what) {
+    terminal.err << "zumra-settings: " << what << "\nTry 'zumra-settings --help'.\n";
     return kUsage;
 }
 
-/// The client of one run, connected when it is first needed.
+/// What one run works on, connected or opened when it is first needed.
 class LazyClient {
 public:
-    explicit LazyClient(const std::string& socket) : _socket(socket) {}
+    LazyClient(const Program& program, const Context& context) : _program(program), _context(context) {}
+
     settings::ZumraSettingsClient& Get() {
+        if (!_program.options.store.uri.empty()) {
+            return Store().Client();
+        }
         if (_client == nullptr) {
-            _client = Connect(_socket);
+            _client = Connect(_context.socket);
         }
         return *_client;
     }
+    core::IniFile Report(const std::string& name) {
+        return _program.options.store.uri.empty() ? AskReport(_context.socket, name) : Store().Defaults();
+    }
 
 private:
-    const std::string& _socket;
+    LocalStore& Store() {
+        if (!_store) {
+            _store.emplace(_program.options.store, _program.verb->onlyReads,
+                           [this](const std::string& warning) { _context.Complain(warning); });
+        }
+        return *_store;
+    }
+
+    const Program& _program;
+    const Context& _context;
     std::unique_ptr<settings::ZumraSettingsClient> _client;
+    std::optional<LocalStore> _store;
 };
 
-int Run(const Action& action, const Options& options, const Terminal& terminal) {
-    Context context{terminal.in, terminal.out, terminal.err, kForms.at(options.form), {}, {}, {}, {}};
-    context.style = Style(WantsColor(options, terminal));
-    context.socket = options.socket.empty() ? DefaultSocket() : options.socket;
-    LazyClient client(context.socket);
-    context.client = [&client]() -> settings::ZumraSettingsClient& { return client.Get(); };
-    context.report = [&context](const std::string& name) { return AskReport(context.socket, name); };
-    try {
-        const int status = action(context);
-        context.out.flush();
+/// An output that takes nothing more is no success.
+int Finish(const Terminal& terminal, int status) {
+    terminal.out.flush();
+    if (terminal.out) {
         return status;
+    }
+    terminal.err << "zumra-settings: cannot write the result\n";
+    return kRefused;
+}
+
+int Act(const Program& program, Context& context) {
+    if (program.verb->needsServer != nullptr && !program.options.store.uri.empty()) {
+        throw UsageError{"'" + std::string(program.verb->name) +
+                         "' needs a server: " + program.verb->needsServer};
+    }
+    return program.action(context);
+}
+
+int Run(const Program& program, const Terminal& terminal) {
+    const Options& options = program.options;
+    Context context{
+        terminal.in, terminal.out, terminal.err, FormOf(options.form), StyleFor(options, terminal), {}, {},
+        {}};
+    if (options.store.uri.empty()) {
+        context.socket = options.socket.empty() ? DefaultSocket() : options.socket;
+    }
+    LazyClient client(program, context);
+    context.client = [&client]() -> settings::ZumraSettingsClient& { return client.Get(); };
+    context.report = [&client](const std::string& name) { return client.Report(name); };
+    try {
+        return Finish(terminal, Act(program, context));
     } catch (const NoServer& none) {
-        context.err << "zumra-settings: " << none.reason << '\n';
+        context.Complain(none.reason);
         return kNoServer;
+    } catch (const UsageError& error) {
+        return Mistake(terminal, error.reason);
     } catch (const std::exception& error) {
-        context.err << "zumra-settings: " << Visible(error.what()) << '\n';
-        return kRefused;
+        const std::string reason = Visible(error.what());
+        context.Complain(reason);
+        return reason.rfind(kConnectionLost, 0) == 0 ? kNoServer : kRefused;
     }
 }
 
 }  // namespace
 
 int RunCommandLine(int count, const char* const* arguments, const Terminal& terminal) {
-    Options options;
-    CLI::App app("Shows and changes the settings of a device.", "zumra-settings");
-    app.set_version_flag("-V,--version", std::string("zumra-settings ") + ZUMRA_VERSION);
-    app.add_option(
-        "-s,--socket", options.socket,
-        "The server's socket; otherwise $ZUMRA_SETTINGS_SOCKET, the user's own server, the system's");
-    app.add_option("-f,--form", options.form, "How to write results: people, ini, json, nul")
-        ->capture_default_str()
-        ->check(CLI::IsMember(kForms));
-    app.add_option("--color", options.color, "auto, always or never; $NO_COLOR means never")
-        ->capture_default_str()
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    app.footer(
-        "Locators name one value: '[group]name'. Patterns end in '*'.\n"
-        "Status: 0 done, 1 refused or different, 2 usage, 3 no such setting, 4 no server.");
-    app.require_subcommand(1);
-    app.fallthrough();
-    Action action;
-    for (const Verb& verb : AllVerbs()) {
-        CLI::App* sub = app.add_subcommand(verb.name, verb.help);
-        sub->footer(std::string("Example: ") + verb.example);
-        sub->parse_complete_callback([&action, run = verb.add(*sub)] { action = run; });
+    if (count == 3 && std::string_view(arguments[1]) == "complete") {
+        return Complete(arguments[2], terminal);
     }
+    Program program;
     try {
-        app.parse(count, arguments);
+        program.app.parse(count, arguments);
     } catch (const CLI::Success& success) {
-        return app.exit(success, terminal.out, terminal.err);
+        return Finish(terminal, program.app.exit(success, terminal.out, terminal.err));
     } catch (const CLI::ParseError& error) {
-        return Mistake(app, error, terminal.err);
+        return Mistake(terminal, Describe(program.app, error));
     }
-    return Run(action, options, terminal);
+    return Run(program, terminal);
 }
 
 }  // namespace zumra::cli

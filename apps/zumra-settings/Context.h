@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <iosfwd>
-#include <memory>
 #include <string>
 
 #include "zumra-settings/Output.h"
@@ -28,14 +27,22 @@ struct Context {
     Style style;
     /// Where the server is; empty when the settings are those of a store of this process.
     std::string socket;
-    /// Connects when it is first called. Throws `NoServer`.
+    /// Connects, or opens the store, when it is first called. Throws `NoServer`.
     std::function<settings::ZumraSettingsClient&()> client;
-    /// Asks the server for one of its reports ("stats", "clients", "defaults").
+    /// Asks for one of the server's reports ("stats", "clients", "defaults"; of a store the last alone).
     std::function<core::IniFile(const std::string& name)> report;
+
+    /// Says on standard error what is wrong.
+    void Complain(const std::string& what) const;
 };
 
 /// There is nobody to ask.
 struct NoServer {
+    std::string reason;
+};
+
+/// The command line asks for something that there is not.
+struct UsageError {
     std::string reason;
 };
 

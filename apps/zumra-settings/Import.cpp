@@ -1,6 +1,4 @@
 // Bringing whole documents in.
-#include <ostream>
-
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
 
@@ -26,7 +24,7 @@ core::IniFile Result(const core::IniFile& document, const core::IniFile& current
 }
 
 int Import(Context& context, const Arguments& arguments) {
-    const core::IniFile document = ReadDocument(context, arguments.file);
+    const core::IniFile document = ReadDocumentFile(context, arguments.file);
     settings::ZumraSettingsClient& client = context.client();
     const std::set<std::string> patterns = AsSet(arguments.replace);
     if (arguments.dryRun) {
@@ -36,7 +34,7 @@ int Import(Context& context, const Arguments& arguments) {
         }
         core::IniFile current;
         client.GetSettings(concerned, current);
-        WriteDifference(context.out, context.style, current, Result(document, current, !patterns.empty()));
+        WriteChanges(context, Changes(current, Result(document, current, !patterns.empty())));
         return kDone;
     }
     if (patterns.empty()) {
@@ -51,7 +49,7 @@ int Import(Context& context, const Arguments& arguments) {
 
 Action AddImport(CLI::App& app) {
     auto arguments = std::make_shared<Arguments>();
-    app.add_option("file", arguments->file, "INI file; '-' or nothing: standard input");
+    app.add_option("file", arguments->file, "File with a document; '-' or nothing: standard input");
     app.add_option("--replace", arguments->replace, "Put the document in place of the groups of this pattern")
         ->expected(1)
         ->take_all();

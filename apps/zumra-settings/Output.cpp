@@ -1,44 +1,60 @@
 #include "zumra-settings/Output.h"
 
-#include <nlohmann/json.hpp>
+#include <algorithm>
 #include <ostream>
 
 #include "settings/common/LineCodec.h"
+#include "zumra-settings/Json.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::cli {
 
 namespace {
 
-/// An object that keeps the order of the document.
-using Json = nlohmann::ordered_json;
-
-void Dump(std::ostream& out, const Json& json, const std::string& what) {
+core::IniFile ReadJson(const std::string& text) {
+    core::IniFile document;
+    Json json;
     try {
-        out << json.dump(2) << '\n';
-    } catch (const Json::exception&) {
-        throw osa::Exception(what +
-                             " holds bytes that are not UTF-8, which JSON cannot say; ask for another form");
+        json = Json::parse(text);
+    } catch (const Json::exception& error) {
+        throw osa::Exception(error.what());
     }
-}
-
-void PutNul(std::ostream& out, const std::string& text) {
-    if (text.find('\0') != std::string::npos) {
-        throw osa::Exception("'" + Visible(text) + "' holds a NUL byte; ask for another form");
+    if (!json.is_object()) {
+        throw osa::Exception("expected an object of groups");
     }
-    out << text << '\0';
-}
-
-void WriteJson(std::ostream& out, const core::IniFile& document) {
-    Json json = Json::object();
-    for (const auto& [group, values] : document) {
-        Json object = Json::object();
-        for (const auto& [name, value] : values) {
-            object[name] = value;
+    for (const auto& [group, values] : json.items()) {
+        if (!values.is_object()) {
+            throw osa::Exception("expected an object of values as group '" + Visible(group) + "'");
         }
-        json[group] = std::move(object);
+        document[group];
+        for (const auto& [name, value] : values.items()) {
+            if (!value.is_string()) {
+                throw osa::Exception("expected a string as '" + Visible(name) + "' of group '" +
+                                     Visible(group) + "'");
+            }
+            document[group][name] = value.get<std::string>();
+        }
     }
-    Dump(out, json, "the document");
+    return document;
+}
+
+core::IniFile ReadNul(const std::string& text) {
+    std::vector<std::string> texts;
+    std::size_t start = 0;
+    for (std::size_t end = text.find('\0'); end != std::string::npos; end = text.find('\0', start)) {
+        texts.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    if (start != text.size() || texts.size() % 3 != 0) {
+        throw osa::Exception("expected group, name and value with a NUL byte behind each, got " +
+                             std::to_string(texts.size()) + " texts and " +
+                             std::to_string(text.size() - start) + " more bytes");
+    }
+    core::IniFile document;
+    for (std::size_t index = 0; index < texts.size(); index += 3) {
+        document[texts[index]][texts[index + 1]] = texts[index + 2];
+    }
+    return document;
 }
 
 void WriteColored(std::ostream& out, const Style& style, const core::IniFile& document) {
@@ -47,11 +63,55 @@ void WriteColored(std::ostream& out, const Style& style, const core::IniFile& do
         one.SetGroup(group, values);
         std::string text = one.SaveToString();
         const auto end = text.find('\n');
-        out << style.Strong(text.substr(0, end)) << text.substr(end);
+        out << style.Strong(style.Shown(text.substr(0, end))) << style.Shown(text.substr(end));
     }
 }
 
 }  // namespace
+
+void WriteJson(std::ostream& out, const Json& json, const std::string& what, int indent) {
+    try {
+        out << json.dump(indent) << '\n';
+    } catch (const Json::exception&) {
+        throw osa::Exception(what +
+                             " holds bytes that are not UTF-8, which JSON cannot say; ask for another form");
+    }
+}
+
+Json ToJson(const core::IniFile& document) {
+    Json json = Json::object();
+    for (const auto& [group, values] : document) {
+        Json object = Json::object();
+        for (const auto& [name, value] : values) {
+            object[name] = value;
+        }
+        json[group] = std::move(object);
+    }
+    return json;
+}
+
+void WriteNul(std::ostream& out, const std::string& text) {
+    if (text.find('\0') != std::string::npos) {
+        throw osa::Exception("'" + Visible(text) + "' holds a NUL byte; ask for another form");
+    }
+    out << text << '\0';
+}
+
+std::string Style::Shown(std::string_view text) const {
+    if (!_terminal) {
+        return std::string(text);
+    }
+    std::string shown;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find_first_of("\n\t", start), text.size());
+        shown += Visible(text.substr(start, end - start));
+        if (end < text.size()) {
+            shown += text[end];
+        }
+        start = end + 1;
+    }
+    return shown;
+}
 
 std::string Style::Wrap(const char* code, std::string_view text) const {
     if (!_colored || text.empty()) {
@@ -69,45 +129,59 @@ void WriteDocument(std::ostream& out, Form form, const Style& style, const core:
             document.SaveToStream(out);
             break;
         case Form::kJson:
-            WriteJson(out, document);
+            WriteJson(out, ToJson(document), "the document");
             break;
         case Form::kNul:
             for (const auto& [group, values] : document) {
                 for (const auto& [name, value] : values) {
-                    PutNul(out, group);
-                    PutNul(out, name);
-                    PutNul(out, value);
+                    WriteNul(out, group);
+                    WriteNul(out, name);
+                    WriteNul(out, value);
                 }
             }
             break;
     }
 }
 
-void WriteTexts(std::ostream& out, Form form, const std::vector<std::string>& texts) {
+core::IniFile ReadDocument(Form form, const std::string& text) {
     if (form == Form::kJson) {
-        Dump(out, Json(texts), "a name");
+        return ReadJson(text);
+    }
+    if (form == Form::kNul) {
+        return ReadNul(text);
+    }
+    core::IniFile document;
+    document.LoadFromString(text);
+    return document;
+}
+
+void WriteTexts(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts) {
+    if (form == Form::kJson) {
+        WriteJson(out, Json(texts), "a name");
         return;
     }
     for (const std::string& text : texts) {
         if (form == Form::kNul) {
-            PutNul(out, text);
+            WriteNul(out, text);
         } else {
-            out << settings::common::LineCodec::Encode(text) << '\n';
+            out << style.Shown(settings::common::LineCodec::Encode(text)) << '\n';
         }
     }
 }
 
-void WriteValue(std::ostream& out, Form form, const std::string& value) {
+void WriteValue(std::ostream& out, Form form, const Style& style, const std::string& value) {
     switch (form) {
         case Form::kPeople:
+            out << style.Shown(value) << '\n';
+            break;
         case Form::kIni:
             out << value << '\n';
             break;
         case Form::kJson:
-            Dump(out, Json(value), "the value");
+            WriteJson(out, Json(value), "the value");
             break;
         case Form::kNul:
-            PutNul(out, value);
+            WriteNul(out, value);
             break;
     }
 }
@@ -115,12 +189,17 @@ void WriteValue(std::ostream& out, Form form, const std::string& value) {
 std::string Visible(std::string_view text) {
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string visible;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f) {
-            visible += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        const auto byte = static_cast<unsigned char>(text[index]);
+        const auto next = static_cast<unsigned char>(index + 1 < text.size() ? text[index + 1] : 0);
+        // The control characters of ASCII, and those that UTF-8 writes as two bytes.
+        const bool wide = byte == 0xc2 && next >= 0x80 && next < 0xa0;
+        if (byte < 0x20 || byte == 0x7f || wide) {
+            const unsigned char control = wide ? next : byte;
+            visible += {'\\', 'x', kDigits[control >> 4], kDigits[control & 15]};
+            index += wide ? 1 : 0;
         } else {
-            visible += c;
+            visible += text[index];
         }
     }
     return visible;

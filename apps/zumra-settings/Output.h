@@ -17,12 +17,14 @@ enum class Form {
     kNul,  ///< every text followed by a NUL byte, for other programs
 };
 
-/// Colours, where a person looks at a terminal; otherwise every text comes out as it is.
+/// What is made of texts where a person looks at a terminal; otherwise every text comes out as it is.
 class Style {
 public:
     Style() = default;
-    explicit Style(bool colored) : _colored(colored) {}
-    [[nodiscard]] bool IsColored() const { return _colored; }
+    Style(bool colored, bool terminal) : _colored(colored), _terminal(terminal) {}
+    [[nodiscard]] bool HasBars() const { return _terminal; }
+    /// A text of somebody else: nothing in it does anything to a terminal.
+    [[nodiscard]] std::string Shown(std::string_view text) const;
     [[nodiscard]] std::string Strong(std::string_view text) const { return Wrap("1", text); }
     [[nodiscard]] std::string Faint(std::string_view text) const { return Wrap("2", text); }
     [[nodiscard]] std::string Added(std::string_view text) const { return Wrap("32", text); }
@@ -32,6 +34,7 @@ public:
 private:
     [[nodiscard]] std::string Wrap(const char* code, std::string_view text) const;
     bool _colored = false;
+    bool _terminal = false;
 };
 
 /// Writes a whole document: INI text, an object of objects, or group, name and value of each setting with a
@@ -39,11 +42,17 @@ private:
 /// are not UTF-8, and the NUL form no NUL bytes.
 void WriteDocument(std::ostream& out, Form form, const Style& style, const core::IniFile& document);
 
+/// Reads what `WriteDocument` wrote. Throws `zumra::osa::Exception` with what is wrong, and where.
+[[nodiscard]] core::IniFile ReadDocument(Form form, const std::string& text);
+
 /// Writes texts: one a line (quoted where a line would be misread), an array, or with a NUL byte behind each.
-void WriteTexts(std::ostream& out, Form form, const std::vector<std::string>& texts);
+void WriteTexts(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts);
 
 /// Writes one value as it is, with a line end behind it for people.
-void WriteValue(std::ostream& out, Form form, const std::string& value);
+void WriteValue(std::ostream& out, Form form, const Style& style, const std::string& value);
+
+/// Writes a text and a NUL byte. Throws `zumra::osa::Exception` when the text holds one itself.
+void WriteNul(std::ostream& out, const std::string& text);
 
 /// The text as a person can read it on one line of a terminal: control bytes do nothing there.
 [[nodiscard]] std::string Visible(std::string_view text);

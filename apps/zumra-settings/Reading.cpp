@@ -1,55 +1,74 @@
 // The verbs that only read.
-#include <ostream>
+#include <utility>
 
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
-#include "zumra/settings/common/SettingLocator.h"
 
 namespace zumra::cli {
 
 namespace {
 
+using settings::common::GroupNameMatcher;
 using settings::common::SettingLocator;
 
 bool IsLocator(const std::string& text) {
     return !text.empty() && text.front() == '[';
 }
 
-int Missing(Context& context, const std::string& what) {
-    context.err << "zumra-settings: there is no '" << Visible(what) << "'\n";
+int Missing(const Context& context, const std::string& what) {
+    context.Complain("there is no '" + Visible(what) + "'");
     return kMissing;
 }
 
 /// One locator alone gives the bare value; anything else gives a document.
-int GetOne(Context& context, const std::string& locator) {
-    const auto value = context.client().FindValue(locator);
+int GetOne(Context& context, const std::string& text) {
+    const auto value = context.client().FindValue(AsLocator(text).ToString());
     if (!value) {
-        return Missing(context, locator);
+        return Missing(context, text);
     }
-    WriteValue(context.out, context.form, *value);
+    WriteValue(context.out, context.form, context.style, *value);
     return kDone;
 }
 
-int GetMany(Context& context, const std::vector<std::string>& what) {
-    core::IniFile document;
-    int status = kDone;
-    for (const std::string& text : what) {
-        const std::size_t before = document.size();
-        if (IsLocator(text)) {
-            const auto value = context.client().FindValue(text);
-            if (value) {
-                const SettingLocator locator = SettingLocator::Parse(text);
-                document[locator.group][locator.name] = *value;
-            } else {
-                status = Missing(context, text);
-            }
-            continue;
+/// Copies the group that has the value, or as much of it as there is, into `found`.
+bool GetValue(Context& context, const SettingLocator& locator, core::IniFile& found) {
+    const auto value = context.client().FindValue(locator.ToString());
+    if (value) {
+        found[locator.group][locator.name] = *value;
+    }
+    return value.has_value();
+}
+
+bool HasMatch(const core::IniFile& document, const std::string& pattern) {
+    std::set<std::string> names;
+    GroupNameMatcher(pattern).GetMatchingGroups(document, names);
+    return !names.empty();
+}
+
+int GetMany(Context& context, const std::vector<std::string>& words) {
+    std::set<std::string> patterns;
+    std::vector<std::pair<std::string, SettingLocator>> locators;
+    for (const std::string& word : words) {
+        if (IsLocator(word)) {
+            locators.emplace_back(word, AsLocator(word));
+        } else {
+            patterns.insert(word);
         }
-        context.client().GetSettings(text, document);
-        const bool found = text.back() == '*' ? document.size() > before : document.HasGroup(text);
-        if (!found && text != "*") {
-            status = Missing(context, text);
+    }
+    core::IniFile document;
+    if (!patterns.empty()) {
+        context.client().GetSettings(patterns, document);
+    }
+    int status = kDone;
+    for (const std::string& pattern : patterns) {
+        if (pattern != "*" && !HasMatch(document, pattern)) {
+            status = Missing(context, pattern);
+        }
+    }
+    for (const auto& [word, locator] : locators) {
+        if (!GetValue(context, locator, document)) {
+            status = Missing(context, word);
         }
     }
     WriteDocument(context.out, context.form, context.style, document);
@@ -62,6 +81,16 @@ std::vector<std::string> Names(const core::IniFile& document) {
         names.push_back(name);
     }
     return names;
+}
+
+core::IniFile Selected(const core::IniFile& all, const std::set<std::string>& patterns) {
+    std::set<std::string> names;
+    GroupNameMatcher(patterns).GetMatchingGroups(all, names);
+    core::IniFile selected;
+    for (const std::string& name : names) {
+        selected.SetGroup(name, *all.FindGroup(name));
+    }
+    return selected;
 }
 
 /// What follows `start` up to the next "/", once each.
@@ -96,7 +125,8 @@ Action AddList(CLI::App& app) {
     return [start, prefixes](Context& context) {
         core::IniFile document;
         context.client().GetSettings(*start + "*", document);
-        WriteTexts(context.out, context.form, *prefixes ? Prefixes(document, *start) : Names(document));
+        WriteTexts(context.out, context.form, context.style,
+                   *prefixes ? Prefixes(document, *start) : Names(document));
         return kDone;
     };
 }
@@ -105,12 +135,12 @@ Action AddExport(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
     app.add_option("patterns", *patterns, "Groups and patterns; everything when there is none");
     return [patterns](Context& context) {
+        const std::set<std::string> chosen = AsSetOrAll(*patterns);
         core::IniFile document;
-        context.client().GetSettings(patterns->empty() ? std::set<std::string>{"*"} : AsSet(*patterns),
-                                     document);
+        context.client().GetSettings(chosen, document);
         const Form form = context.form == Form::kPeople ? Form::kIni : context.form;
         WriteDocument(context.out, form, Style(), document);
-        return kDone;
+        return ComplainOfMissing(context, chosen, document);
     };
 }
 
@@ -118,18 +148,16 @@ Action AddDiff(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
     app.add_option("patterns", *patterns, "Groups and patterns; everything when there is none");
     return [patterns](Context& context) {
-        const std::set<std::string> chosen =
-            patterns->empty() ? std::set<std::string>{"*"} : AsSet(*patterns);
-        const core::IniFile all = context.report("defaults");
-        std::set<std::string> names;
-        settings::common::GroupNameMatcher(chosen).GetMatchingGroups(all, names);
-        core::IniFile defaults;
-        for (const std::string& name : names) {
-            defaults.SetGroup(name, *all.FindGroup(name));
-        }
+        const std::set<std::string> chosen = AsSetOrAll(*patterns);
+        const core::IniFile defaults = Selected(context.report("defaults"), chosen);
         core::IniFile current;
         context.client().GetSettings(chosen, current);
-        return WriteDifference(context.out, context.style, defaults, current) ? kRefused : kDone;
+        const std::vector<Change> changes = Changes(defaults, current);
+        WriteChanges(context, changes);
+        core::IniFile either = defaults;
+        either.MergeSettings(current);
+        const int missing = ComplainOfMissing(context, chosen, either);
+        return missing != kDone ? missing : changes.empty() ? kDone : kRefused;
     };
 }
 

@@ -5,7 +5,6 @@
 #include <limits>
 #include <map>
 #include <ostream>
-#include <sstream>
 
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
@@ -48,52 +47,84 @@ struct Row {
     int available;
 };
 
-void WriteTable(Context& context, const std::string& resource, int total, const std::vector<Row>& rows) {
-    long long used = 0;
+struct Table {
+    std::string resource;
+    int total;
+    std::vector<Row> rows;
+
+    [[nodiscard]] long long Used() const {
+        long long used = 0;
+        for (const Row& row : rows) {
+            used += row.used;
+        }
+        return used;
+    }
+};
+
+void WriteTable(Context& context, const Table& table) {
     std::size_t width = 8;
-    for (const Row& row : rows) {
-        used += row.used;
+    for (const Row& row : table.rows) {
         width = std::max(width, Visible(row.consumer).size());
     }
-    context.out << context.style.Strong(Visible(resource)) << "  " << used << " of " << total << " used";
-    if (context.style.IsColored()) {
-        context.out << "  " << Bar(used, total);
-    }
-    context.out << '\n';
-    for (const Row& row : rows) {
+    const auto endLine = [&](long long used) {
+        context.out << (context.style.HasBars() ? "  " + Bar(used, table.total) : "") << '\n';
+    };
+    context.out << context.style.Strong(Visible(table.resource)) << "  " << table.Used() << " of "
+                << table.total << " used";
+    endLine(table.Used());
+    for (const Row& row : table.rows) {
         context.out << "  " << std::left << std::setw(static_cast<int>(width)) << Visible(row.consumer)
                     << std::right << std::setw(12) << row.used << "  may use " << row.available;
-        if (context.style.IsColored()) {
-            context.out << "  " << Bar(row.used, total);
-        }
-        context.out << '\n';
+        endLine(row.used);
     }
+}
+
+core::IniFile AsDocument(const std::vector<Table>& tables) {
+    core::IniFile document;
+    for (const Table& table : tables) {
+        auto& resource = document[table.resource];
+        resource["Total"] = std::to_string(table.total);
+        resource["Used"] = std::to_string(table.Used());
+        for (const Row& row : table.rows) {
+            auto& consumer = document[table.resource + std::string(kConsumers) + row.consumer];
+            consumer["Used"] = std::to_string(row.used);
+            consumer["MayUse"] = std::to_string(row.available);
+        }
+    }
+    return document;
+}
+
+Table MakeTable(Context& context, const std::string& resource, const std::vector<std::string>& consumers) {
+    const settings::ResourceManager manager(&context.client());
+    const settings::ResourceReserver total(&context.client(), resource, "");
+    Table table{resource, total.GetTotalResources(), {}};
+    for (const std::string& consumer : consumers) {
+        table.rows.push_back(
+            {consumer, manager.GetUsed(consumer, resource), manager.GetAvailable(consumer, resource)});
+    }
+    return table;
 }
 
 int ShowResources(Context& context, const std::string& only) {
     core::IniFile document;
     context.client().GetSettings(std::string(kResources) + "*", document);
-    if (context.form != Form::kPeople) {
-        WriteDocument(context.out, context.form, context.style, document);
-        return kDone;
-    }
     const auto resources = FindResources(document);
     if (!only.empty() && resources.count(only) == 0) {
-        context.err << "zumra-settings: there is no resource '" << Visible(only) << "'\n";
+        context.Complain("there is no resource '" + Visible(only) + "'");
         return kMissing;
     }
-    const settings::ResourceManager manager(&context.client());
+    std::vector<Table> tables;
     for (const auto& [resource, consumers] : resources) {
-        if (!only.empty() && resource != only) {
-            continue;
+        if (only.empty() || resource == only) {
+            tables.push_back(MakeTable(context, resource, consumers));
         }
-        std::vector<Row> rows;
-        for (const std::string& consumer : consumers) {
-            rows.push_back(
-                {consumer, manager.GetUsed(consumer, resource), manager.GetAvailable(consumer, resource)});
-        }
-        const settings::ResourceReserver total(&context.client(), resource, "");
-        WriteTable(context, resource, total.GetTotalResources(), rows);
+    }
+    if (context.form != Form::kPeople) {
+        WriteDocument(context.out, context.form, context.style, AsDocument(tables));
+        return kDone;
+    }
+    for (const Table& table : tables) {
+        WriteTable(context, table);
     }
     return kDone;
 }
@@ -116,16 +147,15 @@ int Reserve(Context& context, const Reservation& wanted) {
         amount >= std::numeric_limits<int>::min() && amount <= std::numeric_limits<int>::max();
     if (error != std::errc() || end != number.data() + number.size() || !inRange ||
         (!percent && amount != static_cast<int>(amount))) {
-        context.err << "zumra-settings: expected a whole number or a percentage, got '"
-                    << Visible(wanted.amount) << "'\n";
-        return kUsage;
+        throw UsageError{"expected a whole number or a percentage, got '" + Visible(wanted.amount) + "'"};
     }
     settings::ResourceReserver reserver(&context.client(), wanted.resource, wanted.consumer);
     const bool done =
         percent ? reserver.TrySetUsagePercent(amount / 100) : reserver.TrySetUsage(static_cast<int>(amount));
     if (!done) {
-        context.err << "zumra-settings: refused: " << Visible(wanted.consumer) << " may use "
-                    << reserver.GetAvailableResources() << " of " << Visible(wanted.resource) << '\n';
+        context.Complain("refused: " + Visible(wanted.consumer) + " may use " +
+                         std::to_string(reserver.GetAvailableResources()) + " of " +
+                         Visible(wanted.resource));
     }
     return done ? kDone : kRefused;
 }

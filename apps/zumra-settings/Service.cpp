@@ -1,7 +1,5 @@
 // The verbs about the server itself.
-#include <algorithm>
 #include <chrono>
-#include <iomanip>
 #include <ostream>
 
 #include "zumra-settings/Documents.h"
@@ -21,14 +19,21 @@ Action AddReport(const char* name) {
 int Ping(Context& context, unsigned count) {
     using Clock = std::chrono::steady_clock;
     settings::ZumraSettingsClient& client = context.client();
-    for (unsigned number = 0; number < count; ++number) {
+    core::IniFile answers;
+    for (unsigned number = 1; number <= count; ++number) {
         const auto start = Clock::now();
         client.Sync();
         const auto time = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
-        context.out << "answer from "
-                    << (context.socket.empty() ? "the store" : "'" + Visible(context.socket) + "'")
-                    << " after " << time.count() << " us\n";
+        if (context.form == Form::kPeople) {
+            context.out << "answer from '" << Visible(context.socket) << "' after " << time.count()
+                        << " us\n";
+            continue;
+        }
+        auto& answer = answers["Answer/" + std::to_string(number)];
+        answer["Socket"] = context.socket;
+        answer["Microseconds"] = std::to_string(time.count());
     }
+    WriteDocument(context.out, context.form, context.style, answers);
     return kDone;
 }
 

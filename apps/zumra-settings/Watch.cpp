@@ -1,24 +1,20 @@
 // Following changes.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <condition_variable>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <mutex>
 #include <ostream>
 
 #include "zumra-settings/Documents.h"
+#include "zumra-settings/Json.h"
+#include "zumra-settings/Shell.h"
 #include "zumra-settings/Verbs.h"
-#include "zumra/osa/Exception.h"
 
 namespace zumra::cli {
 
 namespace {
 
-struct Change {
+struct Changed {
     std::set<std::string> groups;
     core::IniFile data;
 };
@@ -31,10 +27,10 @@ public:
         _changes.push_back({groups, data});
         _ready.notify_one();
     }
-    Change Next() {
+    Changed Next() {
         std::unique_lock<std::mutex> lock(_mutex);
         _ready.wait(lock, [this] { return !_changes.empty(); });
-        Change change = std::move(_changes.front());
+        Changed change = std::move(_changes.front());
         _changes.pop_front();
         return change;
     }
@@ -42,7 +38,7 @@ public:
 private:
     std::mutex _mutex;
     std::condition_variable _ready;
-    std::deque<Change> _changes;
+    std::deque<Changed> _changes;
 };
 
 struct Arguments {
@@ -54,24 +50,46 @@ struct Arguments {
 
 /// Runs the command with the changed groups on its standard input, and their names, one a line, in its
 /// environment.
-int Execute(const std::string& command, const Change& change) {
+int Execute(const std::string& command, const Changed& change) {
     std::string names;
     for (const std::string& group : change.groups) {
         names += (names.empty() ? "" : "\n") + group;
     }
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else reads it
-    ::setenv("ZUMRA_CHANGED_GROUPS", names.c_str(), 1);
-    std::FILE* pipe = ::popen(command.c_str(), "w");
-    if (pipe == nullptr) {
-        throw osa::Exception("cannot run '" + command + "'");
-    }
-    const std::string text = change.data.SaveToString();
-    std::fwrite(text.data(), 1, text.size(), pipe);  // A command that does not read it is none the worse.
-    const int status = ::pclose(pipe);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+    ShellCommand shell;
+    shell.script = command;
+    shell.environment.emplace_back("ZUMRA_CHANGED_GROUPS", names);
+    shell.input = change.data.SaveToString();
+    return RunShell(shell);
 }
 
-void Show(Context& context, const Change& change) {
+/// One line a change: what the groups are now, and which there are no more.
+void ShowJson(Context& context, const Changed& change) {
+    Json removed = Json::array();
+    for (const std::string& group : change.groups) {
+        if (!change.data.HasGroup(group)) {
+            removed.push_back(group);
+        }
+    }
+    const Json line = {{"groups", ToJson(change.data)}, {"removed", removed}};
+    WriteJson(context.out, line, "the change", -1);
+}
+
+/// How many groups; for each its name and how many values it has ("-" when it was removed), and these.
+void ShowNul(Context& context, const Changed& change) {
+    WriteNul(context.out, std::to_string(change.groups.size()));
+    for (const std::string& group : change.groups) {
+        const auto* values = change.data.FindGroup(group);
+        WriteNul(context.out, group);
+        WriteNul(context.out, values == nullptr ? "-" : std::to_string(values->size()));
+        for (const auto& [name, value] : values == nullptr ? core::IniFile::Group() : *values) {
+            WriteNul(context.out, name);
+            WriteNul(context.out, value);
+        }
+    }
+}
+
+/// INI text in either form; a comment tells of a group that is no more.
+void ShowText(Context& context, const Changed& change) {
     for (const std::string& group : change.groups) {
         core::IniFile one;
         const auto* values = change.data.FindGroup(group);
@@ -82,7 +100,30 @@ void Show(Context& context, const Change& change) {
         one.SetGroup(group, *values);
         WriteDocument(context.out, context.form, context.style, one);
     }
+}
+
+void Show(Context& context, const Changed& change) {
+    switch (context.form) {
+        case Form::kJson:
+            ShowJson(context, change);
+            break;
+        case Form::kNul:
+            ShowNul(context, change);
+            break;
+        default:
+            ShowText(context, change);
+    }
     context.out.flush();
+}
+
+/// What there is, as if all of it had just changed.
+void ShowInitial(Context& context, const std::set<std::string>& patterns) {
+    Changed present;
+    context.client().GetSettings(patterns, present.data);
+    for (const auto& [group, values] : present.data) {
+        present.groups.insert(group);
+    }
+    Show(context, present);
 }
 
 int Watch(Context& context, const Arguments& arguments) {
@@ -92,14 +133,11 @@ int Watch(Context& context, const Arguments& arguments) {
     settings::ZumraSettingsClient& client = context.client();
     client.Subscribe(&queue, patterns);
     if (arguments.initial) {
-        core::IniFile document;
-        client.GetSettings(patterns, document);
-        WriteDocument(context.out, context.form, context.style, document);
-        context.out.flush();
+        ShowInitial(context, patterns);
     }
     int status = kDone;
     for (unsigned seen = 0; arguments.count == 0 || seen < arguments.count; ++seen) {
-        const Change change = queue.Next();
+        const Changed change = queue.Next();
         if (arguments.command.empty()) {
             Show(context, change);
         } else if (Execute(arguments.command, change) != 0) {

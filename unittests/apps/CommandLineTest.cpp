@@ -1,64 +1,10 @@
 // The real command line against the real daemon.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <optional>
 #include <thread>
 
-#include "apps/DaemonProcess.h"
-#include "support/TemporaryDirectory.h"
+#include "apps/CommandLineFixture.h"
 
 namespace zumra::settingsd {
 namespace {
-
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-class CommandLineTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const std::string defaults =
-            _directory.Write("defaults.ini", "[Screen]\nbrightness = 80\ncontrast = 50\n");
-        _daemon.emplace(
-            std::vector<std::string>{"--socket", _socket, "--store", "memory:", "--defaults", defaults});
-        ASSERT_TRUE(_daemon->Serves()) << _daemon->Log();
-    }
-
-    /// Runs the program through a shell: `arguments` are quoted as there.
-    [[nodiscard]] Result Run(const std::string& arguments, const std::string& input = "",
-                             const std::string& environment = "") const {
-        // Each run has files of its own: some run at the same time.
-        const std::string run = std::to_string(_runs++);
-        const std::string command =
-            "ZUMRA_SETTINGS_SOCKET='" + _socket + "' " + environment + " " + ZUMRA_EMULATOR + " '" +
-            ZUMRA_SETTINGS_PROGRAM + "' " + arguments + " < '" + _directory.Write("in" + run, input) +
-            "' > '" + _directory.File("out" + run) + "' 2> '" + _directory.File("err" + run) + "'";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Text("out" + run), Text("err" + run)};
-    }
-    [[nodiscard]] std::string Out(const std::string& arguments, const std::string& input = "") const {
-        const Result result = Run(arguments, input);
-        EXPECT_EQ(0, result.status) << arguments << ": " << result.err;
-        EXPECT_EQ("", result.err) << arguments;
-        return result.out;
-    }
-    [[nodiscard]] std::string Text(const std::string& name) const {
-        std::ifstream file(_directory.File(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-    test::TemporaryDirectory _directory;
-    const std::string _socket = _directory.File("socket");
-    std::optional<DaemonProcess> _daemon;
-    mutable std::atomic<int> _runs{0};
-};
 
 TEST_F(CommandLineTest, SetsAndGetsValues) {
     EXPECT_EQ("80\n", Out("get '[Screen]brightness'"));
@@ -84,6 +30,19 @@ TEST_F(CommandLineTest, SaysWhatIsMissing) {
     EXPECT_EQ(3, some.status);
     EXPECT_NE(std::string::npos, some.out.find("brightness = 80"));
     EXPECT_EQ(3, Run("resources DSP").status);
+    EXPECT_EQ(3, Run("-f json resources DSP").status);
+    EXPECT_EQ(3, Run("get ''").status);
+    EXPECT_EQ(3, Run("export None").status);
+    EXPECT_EQ(3, Run("diff None").status);
+    const Result erased = Run("erase None Screen");
+    EXPECT_EQ(3, erased.status);
+    EXPECT_EQ("zumra-settings: there is no 'None'\n", erased.err);
+    EXPECT_EQ("", Out("list")) << "what there was is gone nevertheless";
+    const Result restored = Run("restore Sreen Screen");
+    EXPECT_EQ(3, restored.status);
+    EXPECT_EQ("zumra-settings: there is no 'Sreen'\n", restored.err);
+    EXPECT_EQ("Screen\n", Out("list"));
+    EXPECT_EQ("[Screen]\nbrightness = 80\ncontrast = 50\n\n", Out("get 'S*' 'Scr*' Screen"));
 }
 
 TEST_F(CommandLineTest, WritesEveryForm) {
@@ -97,12 +56,6 @@ TEST_F(CommandLineTest, WritesEveryForm) {
     const Result odd = Run("-f json get Odd");
     EXPECT_EQ(1, odd.status);
     EXPECT_NE(std::string::npos, odd.err.find("not UTF-8")) << odd.err;
-}
-
-TEST_F(CommandLineTest, ColorsOnlyWhereAPersonLooks) {
-    EXPECT_EQ(std::string::npos, Out("get Screen").find('\033'));
-    EXPECT_NE(std::string::npos, Out("--color always get Screen").find("\033[1m[Screen]\033[0m"));
-    EXPECT_EQ(std::string::npos, Run("--color auto get Screen", "", "NO_COLOR=1").out.find('\033'));
 }
 
 TEST_F(CommandLineTest, ChangesWholeDocuments) {
@@ -126,9 +79,13 @@ TEST_F(CommandLineTest, MergesOnlyWhatIsStillAsExpected) {
     const Result refused = Run("test-and-merge --expect " + expect + " --merge " + merge);
     EXPECT_EQ(1, refused.status);
     EXPECT_EQ("zumra-settings: refused: [Screen]brightness: expected '80', found '70'\n", refused.err);
+    EXPECT_EQ(2, Run("test-and-merge --expect - --merge -").status);
     const Result exact = Run("test-and-merge --expect " + merge + " --merge " + merge + " --exactly Screen");
     EXPECT_EQ(1, exact.status);
     EXPECT_EQ("zumra-settings: refused: [Screen]contrast: expected nothing, found '50'\n", exact.err);
+    EXPECT_EQ("", Out("set '[New]x' 1"));
+    const Result group = Run("test-and-merge --expect " + merge + " --merge " + merge + " --exactly New");
+    EXPECT_EQ("zumra-settings: refused: [New] is there\n", group.err);
 }
 
 TEST_F(CommandLineTest, BringsDocumentsOutAndIn) {
@@ -160,6 +117,12 @@ TEST_F(CommandLineTest, ShowsWhatDiffersFromTheDefaults) {
         "1\n",
         differs.out);
     EXPECT_EQ("+ [New]\n+ [New]x = 1\n", Run("diff 'N*'").out);
+    EXPECT_EQ("", Out("set '[Screen]brightness' 80"));
+    EXPECT_EQ(
+        "[\n  {\n    \"group\": \"Screen\",\n    \"name\": \"contrast\",\n    \"from\": \"50\",\n    \"to\": "
+        "\"60\"\n  }\n]\n",
+        Run("-f json diff Screen").out);
+    EXPECT_EQ(2, Run("-f nul diff").status);
 }
 
 TEST_F(CommandLineTest, WatchesChanges) {
@@ -188,6 +151,10 @@ TEST_F(CommandLineTest, ManagesResources) {
     EXPECT_EQ(
         "DSP  70 of 200 used\n  Deimos            30  may use 160\n  Sherlock          40  may use 170\n",
         Out("resources"));
+    EXPECT_EQ(
+        "[DSP]\nTotal = 200\nUsed = 70\n\n[DSP/Consumers/Deimos]\nMayUse = 160\nUsed = 30\n\n"
+        "[DSP/Consumers/Sherlock]\nMayUse = 170\nUsed = 40\n\n",
+        Out("-f ini resources DSP"));
     const Result refused = Run("reserve DSP Sherlock 171");
     EXPECT_EQ(1, refused.status);
     EXPECT_EQ("zumra-settings: refused: Sherlock may use 170 of DSP\n", refused.err);
@@ -216,14 +183,20 @@ TEST_F(CommandLineTest, NamesTheNearestOfWhatItDoesNotKnow) {
     EXPECT_EQ(2, Run("get").status);
     EXPECT_EQ(2, Run("set '[a]b'").status);
     EXPECT_EQ(2, Run("-f xml get a").status);
-    EXPECT_EQ(1, Run("get 'no-locator' '[broken'").status);
+    EXPECT_EQ(2, Run("get 'no-locator' '[broken'").status);
+    EXPECT_EQ(2, Run("unset broken").status);
+    const Result word = Run("flush now");
+    EXPECT_EQ(2, word.status);
+    EXPECT_EQ(0u, word.err.find("zumra-settings: 'flush' takes no further word, got 'now'\n")) << word.err;
+    EXPECT_EQ(0u, Run("").err.find("zumra-settings: expected a verb\n"));
 }
 
 TEST_F(CommandLineTest, ShowsHelpWithAnExampleForEveryVerb) {
     const std::string help = Out("--help");
     for (const char* verb :
-         {"get", "set", "unset", "list", "merge", "overwrite", "erase", "restore", "test-and-merge", "watch",
-          "export", "import", "diff", "resources", "reserve", "stats", "clients", "ping", "flush"}) {
+         {"get",   "set",    "unset",  "list", "merge", "overwrite", "erase",   "restore", "test-and-merge",
+          "watch", "export", "import", "edit", "diff",  "resources", "reserve", "stats",   "clients",
+          "ping",  "flush"}) {
         EXPECT_NE(std::string::npos, help.find(verb)) << verb;
         EXPECT_NE(std::string::npos,
                   Out(std::string(verb) + " --help").find("Example: zumra-settings " + std::string(verb)))

@@ -20,9 +20,11 @@ namespace {
 /// full buffer between them.
 class InProcessPump final : public IByteStream {
 public:
-    InProcessPump(std::shared_ptr<InProcessStore> store, SocketPair sockets)
+    InProcessPump(std::shared_ptr<InProcessStore> store, std::shared_ptr<const server::Identity> who,
+                  SocketPair sockets)
         : _client(std::move(sockets.client)),
-          _session(std::move(store), std::move(sockets.server), [this] { OnWake(); }) {}
+          _session(
+              std::move(store), std::move(sockets.server), [this] { OnWake(); }, std::move(who)) {}
 
     std::size_t TrySend(std::string_view bytes) override {
         Send(bytes);
@@ -122,8 +124,9 @@ void InProcessPump::OnWake() {
 
 }  // namespace
 
-std::unique_ptr<IByteStream> MakeInProcessPump(std::shared_ptr<InProcessStore> store) {
-    return std::make_unique<InProcessPump>(std::move(store), MakeSocketPair(true));
+std::unique_ptr<IByteStream> MakeInProcessPump(std::shared_ptr<InProcessStore> store,
+                                               std::shared_ptr<const server::Identity> who) {
+    return std::make_unique<InProcessPump>(std::move(store), std::move(who), MakeSocketPair(true));
 }
 
 }  // namespace zumra::settings::client

@@ -27,11 +27,12 @@ bool WouldBlock(int error) {
 }  // namespace
 
 InProcessSession::InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket,
-                                   std::function<void()> wake)
+                                   std::function<void()> wake, std::shared_ptr<const server::Identity> who)
     : _store(std::move(store)), _socket(std::move(socket)) {
     server::Session::Options options;
     options.limits = NoLimits();
     options.wake = std::move(wake);
+    options.identity = std::move(who);
     _session = std::make_unique<server::Session>(_store->Env(), std::move(options));
 }
 

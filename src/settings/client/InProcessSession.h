@@ -10,7 +10,8 @@
 
 namespace zumra::settings::server {
 class Session;
-}
+struct Identity;
+}  // namespace zumra::settings::server
 
 namespace zumra::settings::client {
 
@@ -20,9 +21,10 @@ namespace zumra::settings::client {
 /// Thread-safety: one thread at a time.
 class InProcessSession {
 public:
-    /// `wake` is called on any thread when another's doing made work for `Serve`.
-    InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket,
-                     std::function<void()> wake);
+    /// `wake` is called on any thread when another's doing made work for `Serve`. `who`: on whose behalf;
+    /// null: the program itself.
+    InProcessSession(std::shared_ptr<InProcessStore> store, FileDescriptor socket, std::function<void()> wake,
+                     std::shared_ptr<const server::Identity> who = nullptr);
     ~InProcessSession();
 
     /// Receives, executes and sends what can be, once; true when that was anything. `waitForInput` makes it

@@ -7,14 +7,19 @@
 namespace zumra::settings::client {
 
 struct InProcessStore::Parts {
-    explicit Parts(const core::IniFile& defaults) : manager(defaults) {}
+    explicit Parts(const core::IniFile& defaults)
+        : own(std::make_unique<server::SettingsManager>(defaults)), manager(*own) {}
+    explicit Parts(server::SettingsManager& another) : manager(another) {}
 
-    server::SettingsManager manager;
+    const std::unique_ptr<server::SettingsManager> own;
+    server::SettingsManager& manager;
     server::SerializationManager serialization;
     server::ServerEnv env{&manager, &serialization};
 };
 
 InProcessStore::InProcessStore(const core::IniFile& defaults) : _parts(std::make_unique<Parts>(defaults)) {}
+
+InProcessStore::InProcessStore(server::SettingsManager& manager) : _parts(std::make_unique<Parts>(manager)) {}
 
 InProcessStore::~InProcessStore() = default;
 

@@ -11,10 +11,13 @@ struct ServerEnv;
 
 namespace zumra::settings::client {
 
-/// The server's objects of one in-process store, which saves nothing. Any thread may use it.
+/// The server's objects of one in-process store. Any thread may use it.
 class InProcessStore {
 public:
+    /// A store of its own, which saves nothing.
     explicit InProcessStore(const core::IniFile& defaults);
+    /// Another's store, which must live longer.
+    explicit InProcessStore(server::SettingsManager& manager);
     ~InProcessStore();
     InProcessStore(const InProcessStore&) = delete;
     InProcessStore& operator=(const InProcessStore&) = delete;

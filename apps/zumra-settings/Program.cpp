@@ -1,0 +1,61 @@
+#include "zumra-settings/Program.h"
+
+#include <map>
+
+namespace zumra::cli {
+
+namespace {
+
+const std::map<std::string, Form> kForms{
+    {"people", Form::kPeople}, {"ini", Form::kIni}, {"json", Form::kJson}, {"nul", Form::kNul}};
+
+void AddStoreOptions(CLI::App& app, StoreSources& store) {
+    CLI::Option* uri = app.add_option("--store", store.uri,
+                                      "Work without a server on a store that none has open: ini:PATH, "
+                                      "sqlite:PATH or memory:");
+    uri->excludes("--socket");
+    app.add_option("--defaults", store.defaults, "With --store: INI file with the default settings")
+        ->needs(uri);
+    app.add_option("--include", store.include, "With --store: folder whose *.ini files add to the defaults")
+        ->needs(uri);
+    app.add_option("--restricted", store.restricted,
+                   "With --store: INI file that says who may read and write which groups")
+        ->needs(uri);
+}
+
+}  // namespace
+
+Form FormOf(const std::string& name) {
+    return kForms.at(name);
+}
+
+Program::Program() : app("Shows and changes the settings of a device.", "zumra-settings") {
+    app.get_formatter()->label("SUBCOMMAND", "VERB");
+    app.set_version_flag("-V,--version", std::string("zumra-settings ") + ZUMRA_VERSION);
+    app.add_option(
+        "-s,--socket", options.socket,
+        "The server's socket; otherwise $ZUMRA_SETTINGS_SOCKET, the user's own server, the system's");
+    AddStoreOptions(app, options.store);
+    app.add_option("-f,--form", options.form,
+                   "How results are written and documents read: people, ini, json, nul")
+        ->capture_default_str()
+        ->check(CLI::IsMember(kForms));
+    app.add_option("--color", options.color, "auto, always or never; $NO_COLOR means never")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    app.footer(
+        "Locators name one value: '[group]name'. Patterns end in '*'. '--' ends the options.\n"
+        "Status: 0 done, 1 refused or different, 2 usage, 3 no such setting, 4 no server.");
+    app.require_subcommand(1);
+    app.fallthrough();
+    for (const Verb& each : AllVerbs()) {
+        CLI::App* sub = app.add_subcommand(each.name, each.help)->group("Verbs");
+        sub->footer(std::string("Example: ") + each.example);
+        sub->parse_complete_callback([this, &each, run = each.add(*sub)] {
+            verb = &each;
+            action = run;
+        });
+    }
+}
+
+}  // namespace zumra::cli

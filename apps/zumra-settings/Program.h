@@ -1,0 +1,36 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "zumra-settings/LocalStore.h"
+#include "zumra-settings/Verbs.h"
+
+namespace zumra::cli {
+
+/// What is said before or behind the verb.
+struct Options {
+    std::string socket;
+    /// The server is asked when there is none named.
+    StoreSources store;
+    std::string form = "people";
+    std::string color = "auto";
+};
+
+/// The command line that the program takes: made, it knows all options and verbs; parsed, what was asked for.
+struct Program {
+    Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    CLI::App app;
+    Options options;
+    /// The one in use; null before parsing.
+    const Verb* verb = nullptr;
+    Action action;
+};
+
+/// The form of that name.
+[[nodiscard]] Form FormOf(const std::string& name);
+
+}  // namespace zumra::cli
