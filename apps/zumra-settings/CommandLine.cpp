@@ -15,7 +15,10 @@ namespace zumra::cli {
 
 namespace {
 
-constexpr std::string_view kConnectionLost = "connection lost";
+/// Whether that is what a client says whose server went away.
+bool TellsOfNoServer(const std::string& reason) {
+    return reason.rfind("connection lost", 0) == 0 || reason.rfind("no server at", 0) == 0;
+}
 
 bool IsSet(const char* name) {
     const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nobody writes it
@@ -149,7 +152,7 @@ int Run(const Program& program, const Terminal& terminal) {
     } catch (const std::exception& error) {
         const std::string reason = Visible(error.what());
         context.Complain(reason);
-        return reason.rfind(kConnectionLost, 0) == 0 ? kNoServer : kRefused;
+        return TellsOfNoServer(reason) ? kNoServer : kRefused;
     }
 }
 

@@ -108,6 +108,13 @@ TEST_F(EditTest, KeepsATextThatIsNoDocument) {
     EXPECT_EQ("[a]\nnonsense\n", std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
+TEST_F(EditTest, KeepsTheTextWhenTheServerIsGone) {
+    const Result gone = Edit("kill -KILL " + std::to_string(_daemon->Process()) + "; sed -i s/80/90/ \"$1\"");
+    EXPECT_EQ(4, gone.status) << gone.err;
+    EXPECT_EQ(1u, Left().size());
+    EXPECT_NE(std::string::npos, gone.err.find("; the edited text is kept in '")) << gone.err;
+}
+
 TEST_F(EditTest, ChangesNothingWhenTheEditorFailsOrLeavesNothing) {
     const std::string before = All();
     const Result failed = Edit("exit 3");
