@@ -50,7 +50,8 @@ std::vector<std::string> Words(const ShellCommand& command) {
 std::vector<std::string> Environment(const ShellCommand& command) {
     std::vector<std::string> all;
     for (const auto& [name, value] : command.environment) {
-        all.push_back(name + "=" + value);
+        all.push_back(name);
+        all.back().append("=").append(value);
     }
     const std::size_t added = all.size();
     for (char** entry = environ; *entry != nullptr; ++entry) {

@@ -185,6 +185,7 @@ TEST_F(CommandLineTest, NamesTheNearestOfWhatItDoesNotKnow) {
     EXPECT_EQ(2, Run("-f xml get a").status);
     EXPECT_EQ(2, Run("get 'no-locator' '[broken'").status);
     EXPECT_EQ(2, Run("unset broken").status);
+    EXPECT_EQ(2, Run("set '[a]x' - '[a]y' -", "once").status);
     const Result word = Run("flush now");
     EXPECT_EQ(2, word.status);
     EXPECT_EQ(0u, word.err.find("zumra-settings: 'flush' takes no further word, got 'now'\n")) << word.err;
