@@ -19,11 +19,38 @@ constexpr std::chrono::milliseconds kLastBytes{500};
 
 }  // namespace
 
+void WakeUps::Add(const std::shared_ptr<WakeUps>& self, std::weak_ptr<Connection> connection) {
+    bool first = false;
+    {
+        osa::MutexLock lock(self->_mutex);
+        first = self->_due.empty();
+        self->_due.push_back(std::move(connection));
+    }
+    if (first) {
+        asio::post(self->_executor, [self] { self->Run(); });
+    }
+}
+
+void WakeUps::Run() {
+    std::vector<std::weak_ptr<Connection>> due;
+    {
+        osa::MutexLock lock(_mutex);
+        due.swap(_due);
+    }
+    for (const auto& weak : due) {
+        if (const auto connection = weak.lock()) {
+            connection->Awake();
+        }
+    }
+}
+
 Connection::Connection(std::uint64_t number, Socket socket,
-                       std::shared_ptr<const settings::server::Identity> identity, Closed closed)
+                       std::shared_ptr<const settings::server::Identity> identity,
+                       std::shared_ptr<WakeUps> wakeUps, Closed closed)
     : _number(number),
       _socket(std::move(socket)),
       _identity(std::move(identity)),
+      _wakeUps(std::move(wakeUps)),
       _closed(std::move(closed)),
       _timer(_socket.get_executor()) {}
 
@@ -38,15 +65,14 @@ void Connection::Start(const settings::server::ServerEnv& env, settings::server:
 /// Any thread. Many changes before the loop gets to them wake it once. The session, and with it this call,
 /// ends before the connection does.
 void Connection::Wake() {
-    if (_woken.exchange(true)) {
-        return;
+    if (!_woken.exchange(true)) {
+        WakeUps::Add(_wakeUps, weak_from_this());
     }
-    asio::post(_socket.get_executor(), [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->_woken = false;
-            self->Go();
-        }
-    });
+}
+
+void Connection::Awake() {
+    _woken = false;
+    Go();
 }
 
 /// Does whatever can be done now.
@@ -60,8 +86,16 @@ void Connection::Go() {
     }
     _session->Resume();
     if (_session->HasOutput()) {
-        Send();
-    } else if (_session->Ended()) {
+        if (!Send()) {
+            return;
+        }
+        if (_session->Waiting()) {
+            // There may be room for the next request now; but others have their turn first.
+            Wake();
+            return;
+        }
+    }
+    if (_session->Ended()) {
         Close(_session->EndReason());
     } else if (_draining && !_session->Waiting()) {
         Close("");
@@ -124,14 +158,28 @@ bool Connection::ReceiveBlock() {
     return false;
 }
 
-void Connection::Send() {
+/// Sends what there is. True when the system has taken all of it at once; otherwise goes on when the rest is
+/// gone, or has closed.
+bool Connection::Send() {
     _sending = _session->TakeOutput();
-    asio::async_write(_socket, asio::buffer(_sending),
+    const ssize_t sent =
+        ::send(_socket.native_handle(), _sending.data(), _sending.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent == static_cast<ssize_t>(_sending.size())) {
+        _sending = std::string();
+        return true;
+    }
+    if (sent < 0 && errno != EAGAIN && errno != EINTR) {
+        Close(std::generic_category().message(errno));
+        return false;
+    }
+    SendRest(sent > 0 ? static_cast<std::size_t>(sent) : 0);
+    return false;
+}
+
+void Connection::SendRest(std::size_t from) {
+    asio::async_write(_socket, asio::buffer(_sending) + from,
                       [self = shared_from_this()](const asio::error_code& error, std::size_t) {
-                          self->_sending.clear();
-                          if (self->_sending.capacity() > sizeof(Block)) {
-                              self->_sending.shrink_to_fit();
-                          }
+                          self->_sending = std::string();
                           if (error) {
                               self->Close(error.message());
                           } else {

@@ -34,7 +34,8 @@ Server::Server(asio::io_context& loop, const settings::server::ServerEnv& env, i
       _limits(limits),
       _log(log),
       _acceptor(loop, Protocol(), ::dup(listening)),
-      _timer(loop) {
+      _timer(loop),
+      _wakeUps(std::make_shared<WakeUps>(loop.get_executor())) {
     settings::server::SessionReports reports;
     reports["stats"] = [this](const settings::server::Identity*) { return Stats(); };
     reports["clients"] = [this](const settings::server::Identity* who) { return Clients(who); };
@@ -73,7 +74,7 @@ void Server::OnAccepted(const asio::error_code& error, Protocol::socket socket) 
     const auto identity = PeerIdentity(socket.native_handle());
     const std::uint64_t number = ++_accepted;
     const auto connection = std::make_shared<Connection>(
-        number, std::move(socket), identity,
+        number, std::move(socket), identity, _wakeUps,
         [this](Connection& closed, const std::string& reason) { OnClosed(closed, reason); });
     _connections.emplace(number, connection);
     _log.Debug("connection " + std::to_string(number) + " from " + Describe(*identity));

@@ -55,6 +55,7 @@ private:
     Log& _log;
     Protocol::acceptor _acceptor;
     asio::steady_timer _timer;
+    const std::shared_ptr<WakeUps> _wakeUps;
     std::shared_ptr<const settings::server::SessionReports> _reports;
     std::map<std::uint64_t, std::shared_ptr<Connection>> _connections;
     const std::chrono::steady_clock::time_point _started = std::chrono::steady_clock::now();
