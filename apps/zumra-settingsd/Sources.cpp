@@ -124,27 +124,9 @@ void LoadDefaultsFrom(const DefaultsFiles& files, settings::server::SettingsComb
     }
 }
 
-class WholePersister : public settings::server::ISettingsPersister {
+class StorePersister : public settings::server::IIncrementalPersister {
 public:
-    WholePersister(DefaultsFiles files, storage::ISettingsStore& store)
-        : _files(std::move(files)), _store(store) {}
-
-    void LoadDefaults(settings::server::SettingsCombiner& combiner) override {
-        LoadDefaultsFrom(_files, combiner);
-    }
-    void LoadSettings(settings::server::SettingsCombiner& combiner) override {
-        combiner.LoadFromIni(_store.Load());
-    }
-    void SaveSettings(const core::IniFile& settings) override { _store.Save(settings); }
-
-private:
-    const DefaultsFiles _files;
-    storage::ISettingsStore& _store;
-};
-
-class IncrementalPersister : public settings::server::IIncrementalPersister {
-public:
-    IncrementalPersister(DefaultsFiles files, storage::IIncrementalStore& store)
+    StorePersister(DefaultsFiles files, storage::ISettingsStore& store)
         : _files(std::move(files)), _store(store) {}
 
     void LoadDefaults(settings::server::SettingsCombiner& combiner) override {
@@ -160,17 +142,14 @@ public:
 
 private:
     const DefaultsFiles _files;
-    storage::IIncrementalStore& _store;
+    storage::ISettingsStore& _store;
 };
 
 }  // namespace
 
 std::unique_ptr<settings::server::ISettingsPersister> MakePersister(DefaultsFiles files,
                                                                     storage::ISettingsStore& store) {
-    if (auto* incremental = dynamic_cast<storage::IIncrementalStore*>(&store)) {
-        return std::make_unique<IncrementalPersister>(std::move(files), *incremental);
-    }
-    return std::make_unique<WholePersister>(std::move(files), store);
+    return std::make_unique<StorePersister>(std::move(files), store);
 }
 
 RestrictedFile::RestrictedFile(std::string path) : _path(std::move(path)) {}

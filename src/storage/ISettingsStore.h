@@ -19,13 +19,10 @@ public:
     /// When this returns, `document` is kept even if the power fails now. When it throws, what `Load` gives
     /// is either the document saved before or this one, whole.
     virtual void Save(const core::IniFile& document) = 0;
-};
 
-/// A store that can write a part of the document.
-class IIncrementalStore : public ISettingsStore {
-public:
     /// As `Save` of the document kept so far with each group of `changed` put whole in place of any of its
     /// name, and without the groups named in `removed`, which need not exist.
+    /// After a failure the same changes come again, with others perhaps.
     virtual void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) = 0;
 };
 

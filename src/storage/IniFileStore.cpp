@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "core/IniWriter.h"
 #include "storage/FileCalls.h"
 #include "storage/ReplaceFile.h"
 #include "zumra/osa/Exception.h"
@@ -54,7 +55,21 @@ std::optional<core::IniFile> Read(IFileCalls& calls, const std::string& path) {
 IniFileStore::IniFileStore(IFileCalls& calls, std::string path, Warn warn)
     : _calls(calls), _path(std::move(path)), _warn(std::move(warn)) {}
 
+IniFileStore::Texts IniFileStore::TextsOf(const core::IniFile& document) {
+    Texts texts;
+    for (const auto& [name, values] : document) {
+        core::AppendGroup(texts.emplace_hint(texts.end(), name, std::string())->second, name, values);
+    }
+    return texts;
+}
+
 core::IniFile IniFileStore::Load() {
+    core::IniFile document = LoadDocument();
+    _texts = TextsOf(document);
+    return document;
+}
+
+core::IniFile IniFileStore::LoadDocument() {
     std::string reason;
     try {
         std::optional<core::IniFile> document = Read(_calls, _path);
@@ -100,8 +115,30 @@ void IniFileStore::SetAside() {
 }
 
 void IniFileStore::Save(const core::IniFile& document) {
+    _texts = TextsOf(document);
+    Write();
+}
+
+void IniFileStore::SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) {
+    if (!_texts) {
+        (void)Load();
+    }
+    for (const std::string& name : removed) {
+        _texts->erase(name);
+    }
+    for (const auto& [name, values] : changed) {
+        std::string text;
+        core::AppendGroup(text, name, values);
+        _texts->insert_or_assign(name, std::move(text));
+    }
+    Write();
+}
+
+void IniFileStore::Write() {
     std::string text(kFirstLine);
-    text += document.SaveToString();
+    for (const auto& group : *_texts) {
+        text += group.second;
+    }
     text += kLastLine;
     ReplaceFile(_calls, _path, text);
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <map>
+#include <optional>
+#include <set>
 #include <string>
 
 #include "storage/ISettingsStore.h"
@@ -30,8 +33,16 @@ public:
 
     [[nodiscard]] core::IniFile Load() override;
     void Save(const core::IniFile& document) override;
+    void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override;
 
 private:
+    /// A group's text by its name: a fraction of what the document takes in memory, and a save makes anew
+    /// only the text of groups that changed.
+    using Texts = std::map<std::string, std::string>;
+
+    [[nodiscard]] static Texts TextsOf(const core::IniFile& document);
+    [[nodiscard]] core::IniFile LoadDocument();
+    void Write();
     /// `reason`: why the file itself cannot be used; empty when there is none.
     [[nodiscard]] core::IniFile LoadPrevious(const std::string& reason);
     void SetAside();
@@ -39,6 +50,8 @@ private:
     IFileCalls& _calls;
     std::string _path;
     Warn _warn;
+    /// Absent before the document was loaded or saved.
+    std::optional<Texts> _texts;
 };
 
 }  // namespace zumra::storage

@@ -12,13 +12,12 @@ namespace zumra::storage {
 
 namespace {
 
+/// Everything is in the daemon's own memory already.
 class MemoryStore : public ISettingsStore {
 public:
-    [[nodiscard]] core::IniFile Load() override { return _document; }
-    void Save(const core::IniFile& document) override { _document = document; }
-
-private:
-    core::IniFile _document;
+    [[nodiscard]] core::IniFile Load() override { return {}; }
+    void Save(const core::IniFile&) override {}
+    void SaveChanges(const core::IniFile&, const std::set<std::string>&) override {}
 };
 
 /// An INI file together with what it needs to be ours alone.
@@ -28,6 +27,9 @@ public:
         : _lock(path), _store(_calls, path, std::move(warn)) {}
     [[nodiscard]] core::IniFile Load() override { return _store.Load(); }
     void Save(const core::IniFile& document) override { _store.Save(document); }
+    void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override {
+        _store.SaveChanges(changed, removed);
+    }
 
 private:
     StoreLock _lock;

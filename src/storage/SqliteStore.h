@@ -14,7 +14,7 @@ namespace zumra::storage {
 /// Tables: `groups(name)`, and `settings(grp, name, value)`; all columns are BLOBs, so that names and values
 /// may hold any byte. `application_id` is 0x5A554D52 and `user_version` 1 (both frozen): any other database
 /// is refused and left alone.
-class SqliteStore : public IIncrementalStore {
+class SqliteStore : public ISettingsStore {
 public:
     /// Opens the database or makes it (mode 0600). Throws `zumra::osa::Exception`
     /// "cannot use settings database '<path>': <reason>".

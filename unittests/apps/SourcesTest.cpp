@@ -87,21 +87,20 @@ TEST_F(DefaultsTest, ComeFromTheFilesAnewEachTime) {
     EXPECT_EQ("2", after.Combined().GetValue("a", "x"));
 }
 
-TEST(PersisterTest, SavesOnlyChangesWhereTheStoreCan) {
+TEST(PersisterTest, SavesOnlyChanges) {
     const test::TemporaryDirectory directory;
-    const auto ini = storage::OpenStore("ini:" + directory.File("a"), [](const std::string&) {});
-    const auto sqlite = storage::OpenStore("sqlite:" + directory.File("b"), [](const std::string&) {});
-    using Incremental = settings::server::IIncrementalPersister;
-    EXPECT_EQ(nullptr, dynamic_cast<Incremental*>(MakePersister({}, *ini).get()));
-    const auto persister = MakePersister({}, *sqlite);
-    auto* incremental = dynamic_cast<Incremental*>(persister.get());
-    ASSERT_NE(nullptr, incremental);
-    core::IniFile document;
-    document["a"]["x"] = "1";
-    incremental->SaveChanges(document, {});
-    settings::server::SettingsCombiner combiner;
-    persister->LoadSettings(combiner);
-    EXPECT_EQ(document, combiner.Combined());
+    for (const char* scheme : {"ini:", "sqlite:"}) {
+        const auto store = storage::OpenStore(scheme + directory.File(scheme), [](const std::string&) {});
+        const auto persister = MakePersister({}, *store);
+        auto* incremental = dynamic_cast<settings::server::IIncrementalPersister*>(persister.get());
+        ASSERT_NE(nullptr, incremental);
+        core::IniFile document;
+        document["a"]["x"] = "1";
+        incremental->SaveChanges(document, {});
+        settings::server::SettingsCombiner combiner;
+        persister->LoadSettings(combiner);
+        EXPECT_EQ(document, combiner.Combined()) << scheme;
+    }
 }
 
 class RestrictedFileTest : public ::testing::Test {

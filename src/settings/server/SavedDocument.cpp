@@ -63,6 +63,11 @@ std::vector<Renaming> RenamingsOf(const core::IniFile& saved) {
     return renamings;
 }
 
+/// Mostly the names come in order.
+GroupDifference& DifferenceAt(GroupDifferences& differences, std::string name) {
+    return differences.try_emplace(differences.end(), std::move(name))->second;
+}
+
 core::IniFile ListsOf(const core::IniFile& document) {
     core::IniFile lists;
     for (const auto& [savedName, values] : document) {
@@ -75,21 +80,17 @@ core::IniFile ListsOf(const core::IniFile& document) {
 
 }  // namespace
 
-SavedDocument::SavedDocument(ISettingsPersister& persister, core::IniFile loaded)
+SavedDocument::SavedDocument(ISettingsPersister& persister, const core::IniFile& loaded)
     : _persister(persister),
       _incremental(dynamic_cast<IIncrementalPersister*>(&persister)),
-      _document(_incremental != nullptr ? ListsOf(loaded) : core::IniFile()) {
-    std::vector<Renaming> renamings = RenamingsOf(loaded);
-    if (_incremental == nullptr) {
-        _document = std::move(loaded);
-    }
-    for (Renaming& renaming : renamings) {
+      _document(_incremental != nullptr ? ListsOf(loaded) : loaded) {
+    for (Renaming& renaming : RenamingsOf(loaded)) {
         Replace(renaming.from, {}, false);
         Replace(renaming.to, std::move(renaming.values), true);
     }
 }
 
-GroupDifferences SavedDocument::Parse(const core::IniFile& saved) {
+GroupDifferences SavedDocument::Parse(core::IniFile&& saved) {
     GroupDifferences differences;
     for (const auto& [savedName, values] : saved) {
         if (savedName == kRemovedGroups) {
@@ -102,11 +103,11 @@ GroupDifferences SavedDocument::Parse(const core::IniFile& saved) {
                 difference.removedValues.insert(value.first);
             }
         } else {
-            GroupDifference& difference = differences[OrdinaryName(savedName)];
+            GroupDifference& difference = DifferenceAt(differences, OrdinaryName(savedName));
             difference.present = true;
-            for (const auto& [name, value] : values) {
-                difference.values[name] = value;
-            }
+            Group later = std::move(saved[savedName]);
+            later.merge(difference.values);
+            difference.values = std::move(later);
         }
     }
     return differences;

@@ -22,10 +22,10 @@ class IIncrementalPersister;
 class SavedDocument {
 public:
     /// `loaded` is what the persister holds.
-    SavedDocument(ISettingsPersister& persister, core::IniFile loaded);
+    SavedDocument(ISettingsPersister& persister, const core::IniFile& loaded);
 
     /// What a saved document says.
-    [[nodiscard]] static GroupDifferences Parse(const core::IniFile& saved);
+    [[nodiscard]] static GroupDifferences Parse(core::IniFile&& saved);
 
     /// Takes note of how a group differs now. On failure the same call has to come again.
     void Update(const std::string& group, GroupDifference difference);

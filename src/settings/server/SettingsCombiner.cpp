@@ -12,6 +12,10 @@ void SettingsCombiner::LoadFromIni(const core::IniFile& document) {
     _combined.MergeSettings(document);
 }
 
+void SettingsCombiner::LoadFromIni(core::IniFile&& document) {
+    _combined.MergeSettings(std::move(document));
+}
+
 void SettingsCombiner::LoadInclude(core::IniFile document, const std::string& source) {
     if (_filter != nullptr) {
         _filter->Filter(document, source);

@@ -41,8 +41,10 @@ void SettingsManager::State::Load(const SaveOptions& options) {
     GroupMap defaults = ToGroups(LoadDefaults());
     SettingsCombiner saved(filter);
     persister->LoadSettings(saved);
-    store = Store(std::move(defaults), SavedDocument::Parse(saved.Combined()));
-    saver = std::make_unique<Saver>(*this, SavedDocument(*persister, saved.Take()), options);
+    core::IniFile settings = saved.Take();
+    SavedDocument document(*persister, settings);
+    store = Store(std::move(defaults), SavedDocument::Parse(std::move(settings)));
+    saver = std::make_unique<Saver>(*this, std::move(document), options);
 }
 
 core::IniFile SettingsManager::State::LoadDefaults() {

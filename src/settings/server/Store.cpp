@@ -24,6 +24,11 @@ void Patch(SharedGroup& group, Edition::Step& step) noexcept {
     step.values.swap(before);
 }
 
+/// A group that someone made, and nothing else: the most frequent case, and the whole of many a store.
+bool IsJustThere(const GroupDifference& difference) {
+    return difference.present && !difference.removed && difference.removedValues.empty();
+}
+
 template <class Map>
 typename Map::mapped_type Found(const Map& map, std::string_view name) {
     const auto at = map.find(name);
@@ -32,10 +37,14 @@ typename Map::mapped_type Found(const Map& map, std::string_view name) {
 
 }  // namespace
 
-Store::Store(GroupMap defaults, const GroupDifferences& differences)
+Store::Store(GroupMap defaults, GroupDifferences&& differences)
     : _groups(defaults), _defaults(std::move(defaults)) {
-    for (const auto& [name, difference] : differences) {
+    for (auto& [name, difference] : differences) {
         const SharedGroup byDefault = FindDefault(name);
+        if (!byDefault && IsJustThere(difference)) {
+            _groups.insert_or_assign(_groups.end(), name, SharedGroup(std::move(difference.values)));
+            continue;
+        }
         SharedGroup group = GroupWith(difference, byDefault);
         if (DifferenceOf(group, byDefault, nullptr) != difference) {
             _kept.emplace(name, std::make_shared<const GroupDifference>(difference));

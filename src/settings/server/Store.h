@@ -69,7 +69,7 @@ class Store {
 public:
     Store() = default;
     /// What differs like this from these defaults.
-    Store(GroupMap defaults, const GroupDifferences& differences);
+    Store(GroupMap defaults, GroupDifferences&& differences);
 
     [[nodiscard]] GroupMap& Groups() noexcept { return _groups; }
     [[nodiscard]] const GroupMap& Groups() const noexcept { return _groups; }

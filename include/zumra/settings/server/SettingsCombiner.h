@@ -28,6 +28,8 @@ public:
 
     /// Combines a document as it is.
     void LoadFromIni(const core::IniFile& document);
+    /// The same without copying; `document` is then empty.
+    void LoadFromIni(core::IniFile&& document);
     /// Combines a document from an include source, through the filter. `source` names it in errors. Throws
     /// what the filter throws; nothing is combined then.
     void LoadInclude(core::IniFile document, const std::string& source);
