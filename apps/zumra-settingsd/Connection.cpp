@@ -165,7 +165,7 @@ bool Connection::Send() {
     const ssize_t sent =
         ::send(_socket.native_handle(), _sending.data(), _sending.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent == static_cast<ssize_t>(_sending.size())) {
-        _sending = std::string();
+        std::string().swap(_sending);
         return true;
     }
     if (sent < 0 && errno != EAGAIN && errno != EINTR) {
@@ -179,7 +179,7 @@ bool Connection::Send() {
 void Connection::SendRest(std::size_t from) {
     asio::async_write(_socket, asio::buffer(_sending) + from,
                       [self = shared_from_this()](const asio::error_code& error, std::size_t) {
-                          self->_sending = std::string();
+                          std::string().swap(self->_sending);
                           if (error) {
                               self->Close(error.message());
                           } else {

@@ -86,6 +86,12 @@ bool DaemonProcess::ReadLog() {
     return got > 0;
 }
 
+void DaemonProcess::DrainLog() {
+    pollfd ready{_stderr, POLLIN, 0};
+    while (::poll(&ready, 1, 0) > 0 && ReadLog()) {
+    }
+}
+
 bool DaemonProcess::WaitForLog(const std::string& text) {
     for (;;) {
         const auto found = _log.find(text, _searched);

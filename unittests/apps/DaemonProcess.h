@@ -19,6 +19,8 @@ public:
     void Signal(int signal) const;
     /// Reads the log up to a line that contains `text`; false when the log ended before.
     bool WaitForLog(const std::string& text);
+    /// Takes what was logged by now, so that a daemon that logs much is not held up.
+    void DrainLog();
     /// Waits for the end: the exit status, or 1000 plus the signal that ended it.
     int Wait();
     [[nodiscard]] const std::string& Log() const { return _log; }

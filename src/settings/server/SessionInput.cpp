@@ -79,7 +79,7 @@ void LineBuffer::Consume(std::size_t count) {
 }
 
 void LineBuffer::Clear() noexcept {
-    _bytes = std::string();
+    std::string().swap(_bytes);
     _begin = _scanned = 0;
     _dropping = false;
 }

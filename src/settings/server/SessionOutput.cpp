@@ -182,7 +182,7 @@ bool OutputQueue::FitsLocked(std::size_t bytes) {
 
 void OutputQueue::AbortLocked(std::string_view reason) noexcept {
     EndLocked(reason);
-    _text = std::string();
+    std::string().swap(_text);  // An assignment would keep the memory.
     _held = std::vector<Held>();
     _heldBytes = 0;
 }
