@@ -27,13 +27,13 @@ LINE = '#include "core/IniReader.h"\n'
 RIGHT = Library("right", "Nothing: built as the wrong ones are.", [Change("src/core/IniFile.cpp", LINE, LINE)])
 
 
-def differences(expected, texts):
+def differences(expected, texts, how=""):
     """Lines that say what is not as expected; none when every check's verdict is right."""
     lines = []
     for check, text in texts.items():
         wanted = expected.get(check, PASSED)
         if text != wanted:
-            lines.append(f"{check}\n    expected: {shown(wanted)}\n    reported: {shown(text)}")
+            lines.append(f"{how}{check}\n    expected: {shown(wanted)}\n    reported: {shown(text)}")
     return lines
 
 
@@ -74,9 +74,12 @@ class Run:
             expected = library.expected(self.judge.checks)
             folder = self.builder.make(library)
             texts = self.judge.verdict(folder, expected)
+            if self.show:
+                return grouped(texts)
+            lines = differences(expected, texts)
+            lines += differences(expected, self.judge.verdict_in_one_process(folder, expected), "without fork, ")
         except (BuildError, JudgeError, TableError, subprocess.SubprocessError, ParseError) as e:
             return [str(e)]
-        lines = grouped(texts) if self.show else differences(expected, texts)
         if not lines:
             shutil.rmtree(folder)
         return lines
@@ -101,10 +104,11 @@ def main(arguments):
     if mode == "--page":
         page.path(run.builder.source).write_text(described)
         return 0
-    unknown = set(names) - {library.name for library in libraries}
+    every = [RIGHT, *libraries]
+    unknown = set(names) - {library.name for library in every}
     if unknown:
         return "not in the table: " + ", ".join(sorted(unknown))
-    failed = run.all([library for library in [RIGHT, *libraries] if not names or library.name in names])
+    failed = run.all([library for library in every if not names or library.name in names])
     if mode == "--show" or names:
         return 1 if failed and not mode else 0
     wrong = gaps(libraries, run.judge.checks)
