@@ -10,6 +10,8 @@
 #include "client/SocketServer.h"
 #include "settings/client/SocketPlace.h"
 #include "zumra/osa/Exception.h"
+#include "zumra/settings/IniWatcher.h"
+#include "zumra/settings/SettingsWatcher.h"
 
 namespace zumra::settings {
 namespace {
@@ -189,6 +191,31 @@ TEST_F(RemoteTests, SubscriptionsLiveOnAfterALoss) {
     test::Drain(client);
     EXPECT_EQ(callback.Count(), 1U);
     EXPECT_EQ(gone.Count(), 0U);
+}
+
+TEST_F(RemoteTests, WatchersAreToldWhatDiffersAndNothingElse) {
+    Client client(At(_server.Path()));
+    core::IniFile document;
+    IniWatcher documents(&client, &document);
+    documents.AddPattern("a");
+    documents.Update();
+    int number = -1;
+    SettingsWatcher variables(&client);
+    variables.AddSetting("b", "x", &number);
+    variables.UpdateSettings();
+    Restart();
+    client.Sync();
+    EXPECT_FALSE(documents.TryUpdate());
+    EXPECT_FALSE(variables.TryUpdateSettings());
+    _server.Stop();
+    _server.Store().EraseGroups(common::GroupNameMatcher("a"));
+    _server.Store().SetValue("b", "x", "7");
+    _server.Start();
+    client.Sync();
+    EXPECT_TRUE(documents.TryUpdate());
+    EXPECT_TRUE(document.empty());
+    EXPECT_TRUE(variables.TryUpdateSettings());
+    EXPECT_EQ(number, 7);
 }
 
 TEST_F(RemoteTests, UnsubscribedWhileThereIsNoServer) {
