@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <barrier>
 #include <chrono>
+#include <random>
 #include <stdexcept>
 #include <thread>
 
@@ -95,6 +96,9 @@ public:
         for (unsigned number = 0; number < count; ++number) {
             _sockets.push_back(contender.Subscribe());
         }
+        // A reader that waited for them in the order in which one of the servers writes would be woken by
+        // each.
+        std::shuffle(_sockets.begin(), _sockets.end(), std::mt19937(1));
     }
     Subscribers(const Subscribers&) = delete;
     Subscribers& operator=(const Subscribers&) = delete;

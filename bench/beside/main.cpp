@@ -107,9 +107,10 @@ void Run(const Programs& programs) {
         }
     };
     run(TimeRows(programs.effort), *ini, "");
+    run(MemoryRows(programs.effort), *ini, "");
+    // Last: what they leave in the folders would be read at any later start.
     run(StartRows(programs.effort), *ini, " (INI file)");
     run(StartRows(programs.effort), *sqlite, " (SQLite)");
-    run(MemoryRows(programs.effort), *ini, "");
 }
 
 void AllowDescriptors() {
