@@ -29,3 +29,14 @@ zumra_matrix_build(clang)
 find_program(ZUMRA_RUN_CLANG_TIDY NAMES run-clang-tidy-14 run-clang-tidy REQUIRED)
 zumra_matrix_test(clang-tidy unittests/build/clang_tidy.sh "${ZUMRA_RUN_CLANG_TIDY}" build-clang)
 set_tests_properties(clang-tidy PROPERTIES FIXTURES_REQUIRED clang)
+
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# Clang's analysis of locks is switched on where it says so, and refuses what it should.
+zumra_matrix_test(clang-lock-annotations "${Python3_EXECUTABLE}" -B unittests/build/lock_annotations.py . build-clang)
+set_tests_properties(clang-lock-annotations PROPERTIES FIXTURES_REQUIRED clang)
+
+# A soak mostly waits: it runs beside the first tests, on one core.
+add_test(NAME soak COMMAND "${Python3_EXECUTABLE}" -B unittests/soak/soak.py "$<TARGET_FILE:zumra-settingsd>"
+                           "$<TARGET_FILE:zumra-settings-program>" 120 WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
+set_tests_properties(soak PROPERTIES LABELS matrix COST 1000 TIMEOUT 900)

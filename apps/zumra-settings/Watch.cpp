@@ -1,14 +1,13 @@
 // Following changes.
-#include <condition_variable>
 #include <csignal>
 #include <deque>
-#include <mutex>
 #include <ostream>
 
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Json.h"
 #include "zumra-settings/Shell.h"
 #include "zumra-settings/Verbs.h"
+#include "zumra/osa/Mutex.h"
 
 namespace zumra::cli {
 
@@ -23,22 +22,24 @@ struct Changed {
 class Queue : public settings::IChangeCallback {
 public:
     void SettingsChanged(const std::set<std::string>& groups, const core::IniFile& data) override {
-        const std::lock_guard<std::mutex> lock(_mutex);
+        const osa::MutexLock lock(_mutex);
         _changes.push_back({groups, data});
-        _ready.notify_one();
+        _ready.NotifyOne();
     }
     Changed Next() {
-        std::unique_lock<std::mutex> lock(_mutex);
-        _ready.wait(lock, [this] { return !_changes.empty(); });
+        const osa::MutexLock lock(_mutex);
+        while (_changes.empty()) {
+            _ready.Wait(_mutex);
+        }
         Changed change = std::move(_changes.front());
         _changes.pop_front();
         return change;
     }
 
 private:
-    std::mutex _mutex;
-    std::condition_variable _ready;
-    std::deque<Changed> _changes;
+    osa::Mutex _mutex{"changes to show"};
+    osa::Condition _ready;
+    std::deque<Changed> _changes ZUMRA_GUARDED_BY(_mutex);
 };
 
 struct Arguments {

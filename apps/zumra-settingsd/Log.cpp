@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 
 namespace zumra::settingsd {
 
@@ -30,14 +31,17 @@ void Log::Write(Level level, std::string_view event) {
         return;
     }
     const std::string line = Line(level, event);
-    const std::lock_guard<std::mutex> lock(_mutex);
-    std::string_view rest = line;
-    while (!rest.empty()) {
-        const ssize_t put = ::write(_descriptor, rest.data(), rest.size());
+    const osa::MutexLock lock(_mutex);
+    Put(line);
+}
+
+void Log::Put(std::string_view line) {
+    while (!line.empty()) {
+        const ssize_t put = ::write(_descriptor, line.data(), line.size());
         if (put < 0 && errno != EINTR) {
             return;  // There is nowhere left to tell it.
         }
-        rest.remove_prefix(put < 0 ? 0 : static_cast<std::size_t>(put));
+        line.remove_prefix(put < 0 ? 0 : static_cast<std::size_t>(put));
     }
 }
 

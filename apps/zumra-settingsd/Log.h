@@ -1,8 +1,8 @@
 #pragma once
 
-#include <mutex>
-#include <string>
 #include <string_view>
+
+#include "zumra/osa/Mutex.h"
 
 namespace zumra::settingsd {
 
@@ -30,9 +30,11 @@ public:
     void Debug(std::string_view event) { Write(kDebug, event); }
 
 private:
+    void Put(std::string_view line) ZUMRA_REQUIRES(_mutex);
+
     const Level _least;
     const int _descriptor;
-    std::mutex _mutex;
+    osa::Mutex _mutex{"log"};
 };
 
 }  // namespace zumra::settingsd
