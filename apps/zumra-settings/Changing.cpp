@@ -149,6 +149,7 @@ Action AddTestAndMerge(CLI::App& app) {
     app.add_option("--merge", test->merge, "File with what is merged then")->required();
     app.add_option("--exactly", test->exactly, "Pattern of groups that must be just the expected ones")
         ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     return [test](Context& context) { return TestAndMerge(context, *test); };
 }

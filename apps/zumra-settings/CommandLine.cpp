@@ -59,8 +59,9 @@ std::vector<std::string> Known(const CLI::App& app, const std::string& word) {
     return known;
 }
 
-std::string Describe(const CLI::App& app, const CLI::ParseError& error) {
-    const std::vector<std::string> rest = app.remaining(true);
+std::string Describe(const Program& program, const CLI::ParseError& error) {
+    const CLI::App& app = program.app;
+    const std::vector<std::string> rest = program.Rest();
     const auto verbs = app.get_subcommands();
     if (rest.empty()) {
         return verbs.empty() && error.get_name() == "RequiredError" ? "expected a verb" : error.what();
@@ -164,11 +165,11 @@ int RunCommandLine(int count, const char* const* arguments, const Terminal& term
     }
     Program program;
     try {
-        program.app.parse(count, arguments);
+        program.Parse(count, arguments);
     } catch (const CLI::Success& success) {
         return Finish(terminal, program.app.exit(success, terminal.out, terminal.err));
     } catch (const CLI::ParseError& error) {
-        return Mistake(terminal, Describe(program.app, error));
+        return Mistake(terminal, Describe(program, error));
     }
     return Run(program, terminal);
 }

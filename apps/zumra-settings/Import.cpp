@@ -52,6 +52,7 @@ Action AddImport(CLI::App& app) {
     app.add_option("file", arguments->file, "File with a document; '-' or nothing: standard input");
     app.add_option("--replace", arguments->replace, "Put the document in place of the groups of this pattern")
         ->expected(1)
+        ->allow_extra_args(false)
         ->take_all();
     app.add_flag("--dry-run", arguments->dryRun, "Only show what would change");
     return [arguments](Context& context) { return Import(context, *arguments); };

@@ -1,6 +1,8 @@
 #include "zumra-settings/Program.h"
 
+#include <algorithm>
 #include <map>
+#include <utility>
 
 namespace zumra::cli {
 
@@ -21,6 +23,32 @@ void AddStoreOptions(CLI::App& app, StoreSources& store) {
     app.add_option("--restricted", store.restricted,
                    "With --store: INI file that says who may read and write which groups")
         ->needs(uri);
+}
+
+/// CLI11 takes a word in brackets for a list and splits it. With this byte behind it, which no word from
+/// outside has, it is one word like any other.
+constexpr char kMark = '\0';
+
+std::string Marked(std::string word) {
+    if (!word.empty() && word.back() == ']') {
+        word += kMark;
+    }
+    return word;
+}
+
+std::string Unmarked(std::string word) {
+    if (!word.empty() && word.back() == kMark) {
+        word.pop_back();
+    }
+    return word;
+}
+
+void UnmarkValues(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) {
+        if (option->get_items_expected_max() > 0) {
+            option->transform(Unmarked);
+        }
+    }
 }
 
 }  // namespace
@@ -55,7 +83,23 @@ Program::Program() : app("Shows and changes the settings of a device.", "zumra-s
             verb = &each;
             action = run;
         });
+        UnmarkValues(*sub);
     }
+    UnmarkValues(app);
+}
+
+void Program::Parse(int count, const char* const* words) {
+    std::vector<std::string> marked;
+    for (int index = count - 1; index > 0; --index) {
+        marked.push_back(Marked(words[index]));
+    }
+    app.parse(std::move(marked));
+}
+
+std::vector<std::string> Program::Rest() const {
+    std::vector<std::string> rest = app.remaining(true);
+    std::transform(rest.begin(), rest.end(), rest.begin(), Unmarked);
+    return rest;
 }
 
 }  // namespace zumra::cli

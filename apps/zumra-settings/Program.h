@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "zumra-settings/LocalStore.h"
 #include "zumra-settings/Verbs.h"
@@ -22,6 +23,11 @@ struct Program {
     Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
+
+    /// Takes the words as they are. Throws what CLI11 throws.
+    void Parse(int count, const char* const* words);
+    /// The words that nothing took.
+    [[nodiscard]] std::vector<std::string> Rest() const;
 
     CLI::App app;
     Options options;

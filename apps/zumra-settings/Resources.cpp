@@ -6,8 +6,10 @@
 #include <map>
 #include <ostream>
 
+#include "settings/client/ResourceLayout.h"
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
+#include "zumra/osa/Exception.h"
 #include "zumra/settings/ResourceManager.h"
 #include "zumra/settings/ResourceReserver.h"
 
@@ -19,9 +21,11 @@ constexpr std::string_view kResources = "Resources/";
 constexpr std::string_view kConsumers = "/Consumers/";
 constexpr int kBarWidth = 30;
 
+using Consumers = std::vector<std::string>;
+
 /// Resource, then its consumers, as the names of the groups tell.
-std::map<std::string, std::vector<std::string>> FindResources(const core::IniFile& document) {
-    std::map<std::string, std::vector<std::string>> resources;
+std::map<std::string, Consumers> FindResources(const core::IniFile& document) {
+    std::map<std::string, Consumers> resources;
     for (const auto& [group, values] : document) {
         const std::string name = group.substr(kResources.size());
         const auto consumers = name.find(kConsumers);
@@ -32,6 +36,19 @@ std::map<std::string, std::vector<std::string>> FindResources(const core::IniFil
         }
     }
     return resources;
+}
+
+/// What anybody may write below "Resources/" need not be a resource: that is told, and left out.
+void LeaveOutInvalid(const Context& context, std::map<std::string, Consumers>& resources) {
+    for (auto entry = resources.begin(); entry != resources.end();) {
+        try {
+            const settings::client::ResourceLayout valid(entry->first);
+            ++entry;
+        } catch (const osa::Exception& error) {
+            context.Complain(Visible(error.what()));
+            entry = resources.erase(entry);
+        }
+    }
 }
 
 std::string Bar(long long used, long long total) {
@@ -94,7 +111,7 @@ core::IniFile AsDocument(const std::vector<Table>& tables) {
     return document;
 }
 
-Table MakeTable(Context& context, const std::string& resource, const std::vector<std::string>& consumers) {
+Table MakeTable(Context& context, const std::string& resource, const Consumers& consumers) {
     const settings::ResourceManager manager(&context.client());
     const settings::ResourceReserver total(&context.client(), resource, "");
     Table table{resource, total.GetTotalResources(), {}};
@@ -108,7 +125,8 @@ Table MakeTable(Context& context, const std::string& resource, const std::vector
 int ShowResources(Context& context, const std::string& only) {
     core::IniFile document;
     context.client().GetSettings(std::string(kResources) + "*", document);
-    const auto resources = FindResources(document);
+    auto resources = FindResources(document);
+    LeaveOutInvalid(context, resources);
     if (!only.empty() && resources.count(only) == 0) {
         context.Complain("there is no resource '" + Visible(only) + "'");
         return kMissing;

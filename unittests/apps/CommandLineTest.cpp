@@ -18,6 +18,24 @@ TEST_F(CommandLineTest, SetsAndGetsValues) {
     EXPECT_EQ("[Sound]\nvolume = very loud\n\n", Out("get Sound"));
 }
 
+TEST_F(CommandLineTest, TakesEveryWordAsItIs) {
+    for (const std::string value :
+         {"[1,2,3]", "[]", "[x]", "{}", "", "-5", "%%", "get", "--", "\"quoted\"", "a,b"}) {
+        const std::string end = value == "--" ? "-- " : "";
+        EXPECT_EQ("", Out("set " + end + "'[Odd]x' '" + value + "'"));
+        EXPECT_EQ(value + "\n", Out("get '[Odd]x'"));
+    }
+    EXPECT_EQ("", Out("set '[Odd]a,b]' y '[Odd,c]x]' z"));
+    EXPECT_EQ("y\n", Out("get '[Odd]a,b]'"));
+    EXPECT_EQ("", Out("erase 'Odd'"));
+    EXPECT_EQ("Odd,c\nScreen\n", Out("list"));
+    const Result noValue = Run("set '[a]b]'");
+    EXPECT_EQ(2, noValue.status);
+    EXPECT_EQ("zumra-settings: expected a value after '[a]b]'\nTry 'zumra-settings --help'.\n", noValue.err);
+    EXPECT_NE(std::string::npos, Run("ping '[x]'").err.find("takes no further word, got '[x]'"));
+    EXPECT_EQ(4, Run("ping --socket='[x]'").status);
+}
+
 TEST_F(CommandLineTest, SaysWhatIsMissing) {
     const Result value = Run("get '[Screen]none'");
     EXPECT_EQ(3, value.status);
@@ -102,6 +120,10 @@ TEST_F(CommandLineTest, BringsDocumentsOutAndIn) {
     EXPECT_EQ(text, Out("export"));
     EXPECT_EQ("", Out("import --replace '*'", "[only]\nx = 1\n"));
     EXPECT_EQ("[only]\nx = 1\n\n", Out("export"));
+    const std::string file = _directory.Write("new.ini", "[only]\nx = 2\n");
+    EXPECT_EQ("", Out("import --replace 'o*' --replace 'p*' " + file)) << "the file is no pattern";
+    EXPECT_EQ("[only]\nx = 2\n\n", Out("export"));
+    EXPECT_EQ("", Out("import --replace only", "[only]\nx = 1\n"));
     EXPECT_EQ("", Out("import", text));
     EXPECT_EQ(text + "[only]\nx = 1\n\n", Out("export"));
 }
@@ -155,6 +177,13 @@ TEST_F(CommandLineTest, ManagesResources) {
         "[DSP]\nTotal = 200\nUsed = 70\n\n[DSP/Consumers/Deimos]\nMayUse = 160\nUsed = 30\n\n"
         "[DSP/Consumers/Sherlock]\nMayUse = 170\nUsed = 40\n\n",
         Out("-f ini resources DSP"));
+    EXPECT_EQ("", Out("set '[Resources/A/Consumers]TotalAvailable' 1 '[Resources/B/Consumers/x]y' 1"));
+    const Result told = Run("resources");
+    EXPECT_EQ(0, told.status);
+    EXPECT_NE(std::string::npos, told.out.find("B  0 of 100 used")) << told.out;
+    EXPECT_NE(std::string::npos, told.out.find("DSP  70 of 200 used")) << told.out;
+    EXPECT_NE(std::string::npos, told.err.find("Invalid resource name 'A/Consumers'")) << told.err;
+    EXPECT_EQ(3, Run("resources A/Consumers").status);
     const Result refused = Run("reserve DSP Sherlock 171");
     EXPECT_EQ(1, refused.status);
     EXPECT_EQ("zumra-settings: refused: Sherlock may use 170 of DSP\n", refused.err);
