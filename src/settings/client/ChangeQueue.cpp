@@ -1,6 +1,7 @@
 #include "settings/client/ChangeQueue.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace zumra::settings::client {
@@ -95,35 +96,56 @@ void ChangeQueue::Mark() {
 
 Arrivals ChangeQueue::Take() {
     osa::MutexLock lock(_mutex);
+    RememberGiven();
     Arrivals taken;
     taken.any = std::exchange(_any, false);
     taken.whole = std::exchange(_whole, false);
     if (taken.whole) {
         taken.scope = std::exchange(_scope, {});
     }
-    taken.groups = std::exchange(_groups, {});
-    RememberGiven(taken);
+    taken.groups.swap(_groups);
+    for (const auto& [name, group] : taken.groups) {
+        if (!group) {
+            _given.erase(name);
+        }
+    }
     _ready.Lower();
     return taken;
 }
 
-void ChangeQueue::RememberGiven(const Arrivals& taken) {
-    if (taken.whole) {
+/// All that needs memory: to think that the taker has a group that it has not is no harm.
+void ChangeQueue::RememberGiven() {
+    if (_whole) {
         _given.clear();
     }
-    for (const auto& [name, group] : taken.groups) {
+    for (const auto& [name, group] : _groups) {
         if (group) {
             _given.insert(name);
-        } else {
-            _given.erase(name);
         }
     }
 }
 
-void ChangeQueue::OnSnapshot(const GroupMap& groups, const Matcher& scope) {
+void ChangeQueue::PutBack(Arrivals&& taken) noexcept {
     osa::MutexLock lock(_mutex);
-    _groups = groups;
-    _scope = scope;
+    if (!_whole) {
+        // What came meanwhile is newer and stays.
+        _groups.merge(taken.groups);
+        if (taken.whole) {
+            _whole = true;
+            _scope = std::move(taken.scope);
+            std::erase_if(_groups, [](const auto& group) { return !group.second; });
+        }
+    }
+    _any = true;
+    _ready.Raise();
+}
+
+void ChangeQueue::OnSnapshot(const GroupMap& groups, const Matcher& scope) {
+    GroupMap copy = groups;
+    Matcher scopeCopy = scope;
+    osa::MutexLock lock(_mutex);
+    _groups.swap(copy);
+    std::swap(_scope, scopeCopy);
     _whole = true;
     _any = true;
     _ready.Raise();
@@ -132,11 +154,20 @@ void ChangeQueue::OnSnapshot(const GroupMap& groups, const Matcher& scope) {
 void ChangeQueue::OnChange(const std::shared_ptr<const common::Change>& change,
                            const common::CoveredNames& covered) {
     osa::MutexLock lock(_mutex);
-    for (const std::string* name : covered) {
-        Put(*name, change->groups.at(*name));
+    try {
+        for (const std::string* name : covered) {
+            Put(*name, change->groups.at(*name));
+        }
+    } catch (const std::bad_alloc&) {
+        MissChange();
     }
     _any = true;
     _ready.Raise();
+}
+
+/// The one who made the change is not to blame: the next update asks for everything again.
+void ChangeQueue::MissChange() noexcept {
+    ++_wantedVersion;
 }
 
 void ChangeQueue::Put(const std::string& name, const SharedGroup& group) {

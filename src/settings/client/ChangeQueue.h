@@ -47,7 +47,10 @@ public:
 
     /// Makes the next `Take` say that something arrived.
     void Mark();
+    /// When it throws, nothing was taken.
     [[nodiscard]] Arrivals Take();
+    /// Takes back what could not be used: the next `Take` gives it, with what came meanwhile.
+    void PutBack(Arrivals&& taken) noexcept;
 
     [[nodiscard]] bool Wait(std::chrono::milliseconds timeout) const { return _ready.Wait(timeout); }
     [[nodiscard]] int FileDescriptor() const noexcept { return _ready.FileDescriptor(); }
@@ -58,7 +61,8 @@ public:
 
 private:
     void Put(const std::string& name, const common::SharedGroup& group) ZUMRA_REQUIRES(_mutex);
-    void RememberGiven(const Arrivals& taken) ZUMRA_REQUIRES(_mutex);
+    void RememberGiven() ZUMRA_REQUIRES(_mutex);
+    void MissChange() noexcept ZUMRA_REQUIRES(_mutex);
 
     IBackend& _backend;
     mutable osa::Mutex _mutex{"ChangeQueue"};

@@ -1,5 +1,7 @@
 #include "settings/client/FollowerRelay.h"
 
+#include <new>
+
 namespace zumra::settings::client {
 
 void FollowerRelay::Start(const common::GroupMap& snapshot, const IBackend::Matcher& scope) {
@@ -8,6 +10,9 @@ void FollowerRelay::Start(const common::GroupMap& snapshot, const IBackend::Matc
         std::vector<Held> held;
         {
             osa::MutexLock lock(_mutex);
+            if (_missed) {
+                throw std::bad_alloc();
+            }
             if (_held.empty()) {
                 _started = true;
                 return;
@@ -25,7 +30,12 @@ void FollowerRelay::OnChange(const std::shared_ptr<const common::Change>& change
     {
         osa::MutexLock lock(_mutex);
         if (!_started) {
-            _held.emplace_back(change, covered);
+            try {
+                _held.emplace_back(change, covered);
+            } catch (const std::bad_alloc&) {
+                // Whom it was for hears of it; the one who made the change is not to blame.
+                _missed = true;
+            }
             return;
         }
     }

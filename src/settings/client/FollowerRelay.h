@@ -15,7 +15,8 @@ class FollowerRelay final : public common::IChangeListener {
 public:
     explicit FollowerRelay(IFollower* follower) : _follower(follower) {}
 
-    /// Hands over the snapshot of what `scope` covers, then the changes held back. Once.
+    /// Hands over the snapshot of what `scope` covers, then the changes held back. Once. Throws
+    /// `std::bad_alloc` also when there was no memory to hold a change back.
     void Start(const common::GroupMap& snapshot, const IBackend::Matcher& scope);
 
     void OnChange(const std::shared_ptr<const common::Change>& change,
@@ -27,6 +28,7 @@ private:
     IFollower* const _follower;
     osa::Mutex _mutex{"follower relay"};
     bool _started ZUMRA_GUARDED_BY(_mutex) = false;
+    bool _missed ZUMRA_GUARDED_BY(_mutex) = false;
     std::vector<Held> _held ZUMRA_GUARDED_BY(_mutex);
 };
 

@@ -111,8 +111,7 @@ private:
     const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
 
     osa::Mutex _callbackMutex{"local callbacks"};
-    std::map<IChangeCallback*, std::shared_ptr<common::IChangeListener>> _callbacks
-        ZUMRA_GUARDED_BY(_callbackMutex);
+    std::map<IChangeCallback*, common::SubscribedListener> _callbacks ZUMRA_GUARDED_BY(_callbackMutex);
     common::LeavingListeners _leaving ZUMRA_GUARDED_BY(_callbackMutex);
 
     /// Held while followers, which are the library's own and quick, are told what there is.
@@ -143,15 +142,16 @@ void InProcessBackend::Subscribe(IChangeCallback* callback, const Matcher& group
     osa::MutexLock lock(_callbackMutex);
     const auto found = _callbacks.find(callback);
     if (found != _callbacks.end()) {
-        _manager.Subscribe(found->second.get(), groups);
+        _manager.Subscribe(found->second.listener.get(), groups);
         return;
     }
     std::shared_ptr<common::IChangeListener> listener = _leaving.Find(callback);
     if (listener == nullptr) {
         listener = std::make_shared<CallbackListener>(callback, _errors);
     }
-    const auto added = _callbacks.emplace(callback, listener).first;
+    const auto added = _callbacks.try_emplace(callback).first;
     try {
+        added->second = {listener, common::LeavingListeners::MakePlace(callback)};
         _manager.Subscribe(listener.get(), groups);
     } catch (...) {
         _callbacks.erase(added);
@@ -167,8 +167,8 @@ void InProcessBackend::UnSubscribe(IChangeCallback* callback) {
         if (found == _callbacks.end()) {
             listener = _leaving.Find(callback);
         } else {
-            listener = found->second;
-            _leaving.Add(callback, listener);
+            listener = found->second.listener;
+            _leaving.Add(std::move(found->second.place), listener);
             _manager.Drop(listener.get());
             _callbacks.erase(found);
         }
@@ -206,8 +206,13 @@ void InProcessBackend::Follow(IFollower* follower, const Matcher& groups) {
     StopRelay(followed);
     followed.relay = std::make_unique<FollowerRelay>(follower);
     common::GroupMap snapshot;
-    _manager.Subscribe(followed.relay.get(), followed.groups, &snapshot);
-    followed.relay->Start(snapshot, followed.groups);
+    try {
+        _manager.Subscribe(followed.relay.get(), followed.groups, &snapshot);
+        followed.relay->Start(snapshot, followed.groups);
+    } catch (...) {
+        StopRelay(followed);
+        throw;
+    }
 }
 
 void InProcessBackend::Unfollow(IFollower* follower) {

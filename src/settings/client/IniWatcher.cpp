@@ -1,5 +1,7 @@
 #include "zumra/settings/IniWatcher.h"
 
+#include <utility>
+
 #include "settings/client/ChangeQueue.h"
 #include "settings/client/Require.h"
 #include "zumra/osa/Exception.h"
@@ -13,6 +15,7 @@ struct IniWatcher::State {
     State(client::IBackend& asked, core::IniFile& kept) : backend(asked), queue(asked), document(kept) {}
 
     bool Apply() ZUMRA_EXCLUDES(mutex);
+    void Put(const Arrivals& news) ZUMRA_REQUIRES(mutex);
     void EraseMissing(const Arrivals& all) ZUMRA_REQUIRES(mutex);
 
     client::IBackend& backend;
@@ -23,7 +26,17 @@ struct IniWatcher::State {
 
 bool IniWatcher::State::Apply() {
     osa::MutexLock lock(mutex);
-    const Arrivals news = queue.Take();
+    Arrivals news = queue.Take();
+    try {
+        Put(news);
+    } catch (...) {
+        queue.PutBack(std::move(news));
+        throw;
+    }
+    return news.any;
+}
+
+void IniWatcher::State::Put(const Arrivals& news) {
     if (news.whole) {
         EraseMissing(news);
     }
@@ -34,7 +47,6 @@ bool IniWatcher::State::Apply() {
             document.EraseGroup(name);
         }
     }
-    return news.any;
 }
 
 void IniWatcher::State::EraseMissing(const Arrivals& all) {

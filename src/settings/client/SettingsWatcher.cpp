@@ -48,7 +48,9 @@ struct SettingsWatcher::State {
     bool Update(bool mayWait, const ChangeHandler* handler) ZUMRA_EXCLUDES(mutex);
     void Ask(bool mayWait);
     bool Apply(bool writeAlways, ChangedSettings& changed) ZUMRA_EXCLUDES(mutex);
+    bool Use(bool writeAlways, ChangedSettings& changed) ZUMRA_REQUIRES(mutex);
     void Know(Arrivals news) ZUMRA_REQUIRES(mutex);
+    void Put(const Arrivals& news) ZUMRA_REQUIRES(mutex);
     bool FindChanged(ChangedSettings& changed) ZUMRA_REQUIRES(mutex);
     const std::string* TextOf(const SettingLocator& setting) const ZUMRA_REQUIRES(mutex);
 
@@ -82,7 +84,20 @@ void SettingsWatcher::State::Ask(bool mayWait) {
 
 bool SettingsWatcher::State::Apply(bool writeAlways, ChangedSettings& changed) {
     osa::MutexLock lock(mutex);
-    Know(queue.Take());
+    try {
+        Know(queue.Take());
+        return Use(writeAlways, changed);
+    } catch (...) {
+        // What was found to be changed was not told: it is found again.
+        for (Binding& binding : bindings) {
+            binding.isNew = true;
+        }
+        queue.Mark();
+        throw;
+    }
+}
+
+bool SettingsWatcher::State::Use(bool writeAlways, ChangedSettings& changed) {
     const bool any = FindChanged(changed) || !updated;
     updated = true;
     if (any || writeAlways) {
@@ -95,12 +110,21 @@ bool SettingsWatcher::State::Apply(bool writeAlways, ChangedSettings& changed) {
 
 void SettingsWatcher::State::Know(Arrivals news) {
     if (news.whole) {
-        known = std::move(news.groups);
+        known.swap(news.groups);
         return;
     }
-    for (auto& [name, group] : news.groups) {
+    try {
+        Put(news);
+    } catch (...) {
+        queue.PutBack(std::move(news));
+        throw;
+    }
+}
+
+void SettingsWatcher::State::Put(const Arrivals& news) {
+    for (const auto& [name, group] : news.groups) {
         if (group) {
-            known[name] = std::move(group);
+            known[name] = group;
         } else {
             known.erase(name);
         }

@@ -81,9 +81,11 @@ void GroupNameMatcher::AddName(std::string_view name) {
 }
 
 void GroupNameMatcher::Add(const GroupNameMatcher& other) {
-    _names.insert(other._names.begin(), other._names.end());
-    _patterns.insert(other._patterns.begin(), other._patterns.end());
-    _prefixes.insert(other._prefixes.begin(), other._prefixes.end());
+    // Moving what was copied into place needs no memory, so a pattern never comes without its prefix.
+    GroupNameMatcher added(other);
+    _names.merge(added._names);
+    _patterns.merge(added._patterns);
+    _prefixes.merge(added._prefixes);
 }
 
 bool GroupNameMatcher::Remove(std::string_view nameOrPattern) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <iterator>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "settings/common/ChangeRouter.h"
 
@@ -13,13 +15,26 @@ namespace zumra::settings::common {
 ///
 /// Thread-safety: one thread at a time.
 class LeavingListeners {
+    using Map = std::map<const void*, std::weak_ptr<IChangeListener>>;
+
 public:
-    /// Forgets the listeners that are gone by now.
-    void Add(const void* callback, const std::shared_ptr<IChangeListener>& listener) {
+    /// The memory that `Add` needs: taken when a callback is subscribed, since unsubscribing cannot fail.
+    using Place = Map::node_type;
+
+    [[nodiscard]] static Place MakePlace(const void* callback) {
+        Map map;
+        map.try_emplace(callback);
+        return map.extract(map.begin());
+    }
+
+    /// Takes the callback's place. Forgets the listeners that are gone by now.
+    void Add(Place place, const std::shared_ptr<IChangeListener>& listener) noexcept {
         for (auto at = _listeners.begin(); at != _listeners.end();) {
-            at = at->second.expired() ? _listeners.erase(at) : std::next(at);
+            const bool goes = at->second.expired() || at->first == place.key();
+            at = goes ? _listeners.erase(at) : std::next(at);
         }
-        _listeners[callback] = listener;
+        place.mapped() = listener;
+        _listeners.insert(std::move(place));
     }
     /// The callback's listener, or null.
     [[nodiscard]] std::shared_ptr<IChangeListener> Find(const void* callback) const {
@@ -28,7 +43,13 @@ public:
     }
 
 private:
-    std::map<const void*, std::weak_ptr<IChangeListener>> _listeners;
+    Map _listeners;
+};
+
+/// A callback's listener while the callback is subscribed.
+struct SubscribedListener {
+    std::shared_ptr<IChangeListener> listener;
+    LeavingListeners::Place place;
 };
 
 }  // namespace zumra::settings::common

@@ -35,16 +35,17 @@ void CallbackTable::Subscribe(IChangeCallback* callback, const common::GroupName
     osa::MutexLock lock(_mutex);
     const auto at = _listeners.find(callback);
     if (at != _listeners.end()) {
-        _router.Add(at->second.get(), groups);
+        _router.Add(at->second.listener.get(), groups);
         return;
     }
     std::shared_ptr<common::IChangeListener> listener = _leaving.Find(callback);
     if (listener == nullptr) {
         listener = std::make_shared<Listener>(callback);
     }
-    const auto added = _listeners.emplace(callback, std::move(listener)).first;
+    const auto added = _listeners.try_emplace(callback).first;
     try {
-        _router.Add(added->second.get(), groups);
+        added->second = {listener, common::LeavingListeners::MakePlace(callback)};
+        _router.Add(listener.get(), groups);
     } catch (...) {
         _listeners.erase(added);
         throw;
@@ -59,8 +60,8 @@ void CallbackTable::UnSubscribe(IChangeCallback* callback) {
         if (at == _listeners.end()) {
             listener = _leaving.Find(callback);
         } else {
-            listener = at->second;
-            _leaving.Add(callback, listener);
+            listener = at->second.listener;
+            _leaving.Add(std::move(at->second.place), listener);
             _router.Drop(listener.get());
             _listeners.erase(at);
         }

@@ -27,7 +27,7 @@ private:
 
     common::ChangeRouter& _router;
     osa::Mutex _mutex{"subscribers"};
-    std::map<IChangeCallback*, std::shared_ptr<common::IChangeListener>> _listeners ZUMRA_GUARDED_BY(_mutex);
+    std::map<IChangeCallback*, common::SubscribedListener> _listeners ZUMRA_GUARDED_BY(_mutex);
     common::LeavingListeners _leaving ZUMRA_GUARDED_BY(_mutex);
 };
 

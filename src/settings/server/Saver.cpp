@@ -214,21 +214,19 @@ void Saver::UpdateDocument(UnsavedGroups& taken) {
 }
 
 /// Of the exception that is being handled.
-Saver::Error Saver::CurrentError() noexcept {
-    static const Error outOfMemory = std::make_shared<const std::string>("out of memory");
+Saver::Error Saver::CurrentError() const noexcept {
     try {
         throw;
     } catch (const std::bad_alloc&) {
-        return outOfMemory;
+        return _outOfMemory;
     } catch (const std::exception& exception) {
         try {
             return std::make_shared<const std::string>(exception.what());
         } catch (...) {
-            return outOfMemory;
+            return _outOfMemory;
         }
     } catch (...) {
-        static const Error unknown = std::make_shared<const std::string>("unknown error");
-        return unknown;
+        return _unknownError;
     }
 }
 

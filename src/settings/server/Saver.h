@@ -95,10 +95,13 @@ private:
     [[nodiscard]] Attempt WriteUnsaved() noexcept ZUMRA_EXCLUDES(_mutex);
     void UpdateDocument(UnsavedGroups& taken);
     void Schedule() ZUMRA_REQUIRES(_mutex);
-    static Error CurrentError() noexcept;
+    Error CurrentError() const noexcept;
 
     ISaveSource& _source;
     const SaveOptions _options;
+    // Made while there is memory.
+    const Error _outOfMemory = std::make_shared<const std::string>("cannot save: out of memory");
+    const Error _unknownError = std::make_shared<const std::string>("unknown error");
     SavedDocument _document;  ///< used by the one who set `_busy`
 
     mutable osa::Mutex _mutex{"saver"};

@@ -40,7 +40,7 @@ public:
     void AddNamesAndPatterns(const std::set<std::string>& namesAndPatterns);
     /// Adds an exact name, also one that ends in "*".
     void AddName(std::string_view name);
-    /// Adds all entries of another matcher.
+    /// Adds all entries of another matcher; when it throws for want of memory, none.
     void Add(const GroupNameMatcher& other);
     /// Removes an entry that `AddNameOrPattern` added; false when it is not there. What other entries cover
     /// stays covered.

@@ -16,21 +16,23 @@ void CallbackQueue::Admit(std::size_t bytes) {
 
 void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes) {
     osa::MutexLock lock(_mutex);
-    _items.push_back({std::move(deliveries), bytes, nullptr});
+    _items.push_back({std::move(deliveries), bytes, {}});
     _bytes += bytes;
     _changed.NotifyOne();
 }
 
-void CallbackQueue::Bury(std::shared_ptr<const void> removed) {
+void CallbackQueue::Bury(std::shared_ptr<const void> removed, Grave grave) noexcept {
+    grave.front().buried = std::move(removed);
     osa::MutexLock lock(_mutex);
-    _items.push_back({{}, 0, std::move(removed)});
+    _items.splice(_items.end(), grave);
     _changed.NotifyOne();
 }
 
 void CallbackQueue::DeliverFirst() {
     {
-        Item item = std::move(_items.front());
-        _items.pop_front();
+        std::list<Item> first;
+        first.splice(first.begin(), _items, _items.begin());
+        Item& item = first.front();
         _bytes -= item.bytes;
         // Under the lock, so that threads that deliver at the same time post in order.
         common::ChangeRouter::Post(item.deliveries);

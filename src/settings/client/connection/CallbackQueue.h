@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <memory>
 
 #include "settings/common/ChangeRouter.h"
@@ -14,7 +14,16 @@ namespace zumra::settings::client {
 ///
 /// Thread-safety: every operation may be called from any thread; callbacks are called under no lock.
 class CallbackQueue {
+    struct Item {
+        common::ChangeRouter::Deliveries deliveries;
+        std::size_t bytes = 0;
+        std::shared_ptr<const void> buried;
+    };
+
 public:
+    /// The memory that `Bury` needs, since removing cannot fail.
+    using Grave = std::list<Item>;
+
     /// `limit` bounds the text of the changes that wait, in bytes.
     explicit CallbackQueue(std::size_t limit) : _limit(limit) {}
 
@@ -27,7 +36,8 @@ public:
     void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes);
     /// Keeps what was removed from the router until no delivery pushed before can mean it: a new listener at
     /// the same address would be taken for it.
-    void Bury(std::shared_ptr<const void> removed);
+    void Bury(std::shared_ptr<const void> removed, Grave grave) noexcept;
+    [[nodiscard]] static Grave MakeGrave() { return Grave(1); }
     /// Delivers what waits, and what comes meanwhile.
     void DeliverAll();
 
@@ -36,11 +46,6 @@ public:
     void Stop();
 
 private:
-    struct Item {
-        common::ChangeRouter::Deliveries deliveries;
-        std::size_t bytes;
-        std::shared_ptr<const void> buried;
-    };
     void DeliverFirst() ZUMRA_REQUIRES(_mutex);
 
     const std::size_t _limit;
@@ -48,7 +53,7 @@ private:
     osa::Condition _changed;
     bool _stopped ZUMRA_GUARDED_BY(_mutex) = false;
     std::size_t _bytes ZUMRA_GUARDED_BY(_mutex) = 0;
-    std::deque<Item> _items ZUMRA_GUARDED_BY(_mutex);
+    std::list<Item> _items ZUMRA_GUARDED_BY(_mutex);
 };
 
 }  // namespace zumra::settings::client

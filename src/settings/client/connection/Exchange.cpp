@@ -27,6 +27,9 @@ bool Exchange::TakeReply(const std::string& line, std::istream& in) {
         std::string message;
         ReadReplyLine(in, message);
         message = common::LineCodec::Decode(message);
+        if (*message.c_str() == '\0') {
+            message = "the server gave no reason";
+        }
         if (!_error) {
             _error = std::move(message);
         }

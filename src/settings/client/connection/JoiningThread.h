@@ -27,6 +27,9 @@ public:
         } catch (const std::system_error& e) {
             ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
             throw osa::Exception(std::string("cannot start a thread: ") + e.what());
+        } catch (...) {
+            ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+            throw;
         }
         ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }

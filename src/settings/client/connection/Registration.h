@@ -5,8 +5,10 @@
 #include <utility>
 
 #include "settings/client/IBackend.h"
+#include "settings/client/connection/CallbackQueue.h"
 #include "settings/client/connection/SubscribedEntries.h"
 #include "settings/common/ChangeRouter.h"
+#include "settings/common/LeavingListeners.h"
 #include "zumra/osa/Mutex.h"
 
 namespace zumra::settings::client {
@@ -19,9 +21,12 @@ class Registration {
 public:
     using Matcher = IBackend::Matcher;
 
-    /// `listener` is kept alive where it is held by more than a plain pointer.
-    Registration(common::ChangeRouter& router, std::shared_ptr<common::IChangeListener> listener)
-        : _router(router), _listener(std::move(listener)) {}
+    /// `listener` is kept alive where it is held by more than a plain pointer. `key`: whose it is.
+    Registration(common::ChangeRouter& router, std::shared_ptr<common::IChangeListener> listener,
+                 const void* key)
+        : leavingPlace(common::LeavingListeners::MakePlace(key)),
+          _router(router),
+          _listener(std::move(listener)) {}
 
     /// From now on the listener is told of these groups; `first`, if set, is called right before. Does
     /// nothing when removed.
@@ -38,6 +43,9 @@ public:
     /// What the calls that subscribed the listener asked for, those included whose reply is still to come:
     /// one that is refused takes back no more than its own. The owner's, under its lock.
     SubscribedEntries wanted;
+    /// What removing it needs.
+    common::LeavingListeners::Place leavingPlace;
+    CallbackQueue::Grave grave = CallbackQueue::MakeGrave();
 
 private:
     common::ChangeRouter& _router;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -16,10 +17,12 @@ class SubscribedEntries {
 public:
     using Matcher = common::GroupNameMatcher;
 
-    /// Returns the entries that nobody wanted before.
+    /// Returns the entries that nobody wanted before. When it throws, nothing changed.
     Matcher Add(const Matcher& entries);
-    /// Takes away what `Add` added. Returns the entries that nobody wants any more.
-    Matcher Remove(const Matcher& entries);
+    /// Takes away what `Add` added. Returns the entries that nobody wants any more, without needing memory.
+    SubscribedEntries Remove(const Matcher& entries) noexcept;
+    /// The same for each entry of `entries` once, however many want it there.
+    SubscribedEntries Remove(const SubscribedEntries& entries) noexcept;
     [[nodiscard]] bool empty() const noexcept { return _names.empty() && _patterns.empty(); }
     /// Whether somebody wants this group.
     [[nodiscard]] bool Cover(std::string_view group) const;

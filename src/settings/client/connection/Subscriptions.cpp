@@ -1,5 +1,7 @@
 #include "settings/client/connection/Subscriptions.h"
 
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "settings/client/CallbackListener.h"
@@ -80,7 +82,7 @@ ExchangeEnd Subscriptions::Subscribe(Connection& connection, IChangeCallback* ca
     addition.key = callback;
     addition.isCallback = true;
     addition.registration = std::make_shared<Registration>(
-        _callbackRouter, std::make_shared<CallbackListener>(callback, _errors));
+        _callbackRouter, std::make_shared<CallbackListener>(callback, _errors), callback);
     ListCommand subscribe("subscribe", groups);
     if (!_forLosses) {
         Exchange exchange(subscribe);
@@ -100,7 +102,8 @@ ExchangeEnd Subscriptions::Follow(Connection& connection, IFollower* follower, c
     Addition addition;
     addition.key = follower;
     addition.registration = std::make_shared<Registration>(
-        _followerRouter, std::shared_ptr<common::IChangeListener>(std::shared_ptr<void>(), follower));
+        _followerRouter, std::shared_ptr<common::IChangeListener>(std::shared_ptr<void>(), follower),
+        follower);
     ListCommand subscribe("subscribe", groups);
     GetCommand get(addition.all);
     Exchange exchange(subscribe, get);
@@ -138,20 +141,39 @@ ExchangeEnd Subscriptions::Perform(Connection& connection, Exchange& exchange, A
     }
 }
 
-/// The registration that is known already, if one is, takes the place of the addition's own.
+/// The registration that is known already, if one is, takes the place of the addition's own. When it throws,
+/// nothing changed.
 void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
     const auto leaving = addition.isCallback ? _leaving.Find(addition.key) : nullptr;
     if (leaving != nullptr) {
-        addition.registration = std::make_shared<Registration>(_callbackRouter, leaving);
+        addition.registration = std::make_shared<Registration>(_callbackRouter, leaving, addition.key);
     }
-    auto& known = _registrations.try_emplace(addition.key, addition.registration).first->second;
-    addition.registration = known;
-    _entries.Add(known->wanted.Add(groups));
-    addition.all = known->wanted.All();
+    const auto [at, isNew] = _registrations.try_emplace(addition.key, addition.registration);
+    addition.registration = at->second;
+    try {
+        Count(addition, groups);
+    } catch (...) {
+        if (isNew) {
+            _registrations.erase(at);
+        }
+        throw;
+    }
 }
 
-void Subscriptions::Undo(const Addition& addition, const Matcher& groups) {
-    Matcher unwanted;
+void Subscriptions::Count(Addition& addition, const Matcher& groups) {
+    SubscribedEntries& wanted = addition.registration->wanted;
+    const Matcher fresh = wanted.Add(groups);
+    try {
+        addition.all = wanted.All();
+        _entries.Add(fresh);
+    } catch (...) {
+        wanted.Remove(groups);
+        throw;
+    }
+}
+
+void Subscriptions::Undo(const Addition& addition, const Matcher& groups) noexcept {
+    SubscribedEntries unwanted;
     {
         osa::MutexLock lock(_mutex);
         const auto found = _registrations.find(addition.key);
@@ -168,14 +190,14 @@ void Subscriptions::Undo(const Addition& addition, const Matcher& groups) {
     Drop(unwanted);
 }
 
-void Subscriptions::UnSubscribe(IChangeCallback* callback) {
+void Subscriptions::UnSubscribe(IChangeCallback* callback) noexcept {
     if (!Remove(callback)) {
         AwaitReturn(callback);
     }
 }
 
 /// For a callback that is unsubscribed already, maybe from within a call that is still running.
-void Subscriptions::AwaitReturn(const IChangeCallback* callback) {
+void Subscriptions::AwaitReturn(const IChangeCallback* callback) noexcept {
     std::shared_ptr<common::IChangeListener> leaving;
     {
         osa::MutexLock lock(_mutex);
@@ -186,13 +208,13 @@ void Subscriptions::AwaitReturn(const IChangeCallback* callback) {
     }
 }
 
-void Subscriptions::Unfollow(IFollower* follower) {
+void Subscriptions::Unfollow(IFollower* follower) noexcept {
     Remove(follower);
 }
 
-bool Subscriptions::Remove(const void* key) {
+bool Subscriptions::Remove(const void* key) noexcept {
     std::shared_ptr<Registration> registration;
-    Matcher wanted;
+    SubscribedEntries wanted;
     {
         osa::MutexLock lock(_mutex);
         const auto found = _registrations.find(key);
@@ -200,20 +222,40 @@ bool Subscriptions::Remove(const void* key) {
             return false;
         }
         registration = found->second;
-        _leaving.Add(key, registration->Listener());
+        _leaving.Add(std::move(registration->leavingPlace), registration->Listener());
         registration->Drop();
         _registrations.erase(found);
-        wanted = std::exchange(registration->wanted, {}).All();
+        wanted = std::exchange(registration->wanted, {});
     }
     registration->AwaitReturn();
-    _queue.Bury(std::move(registration));
+    CallbackQueue::Grave grave = std::move(registration->grave);
+    _queue.Bury(std::move(registration), std::move(grave));
     Drop(wanted);
     return true;
 }
 
-void Subscriptions::Drop(const Matcher& entries) {
-    Matcher gone;
-    ListCommand unsubscribe("unsubscribe", gone);
+/// What fails on the way to the server makes no difference to the one who is not called any more: what the
+/// server tells all the same is passed over.
+void Subscriptions::Drop(const SubscribedEntries& entries) noexcept {
+    SubscribedEntries gone;
+    try {
+        Withdraw(entries, gone);
+    } catch (const std::exception&) {
+    }
+    if (_forLosses) {
+        try {
+            osa::MutexLock lock(_mutex);
+            _known.Forget(gone.All(), _entries);
+        } catch (const std::bad_alloc&) {
+            // It stays known until the connection is renewed.
+        }
+    }
+}
+
+/// `gone` becomes what nobody wants any more, also when this throws.
+void Subscriptions::Withdraw(const SubscribedEntries& entries, SubscribedEntries& gone) {
+    Matcher groups;
+    ListCommand unsubscribe("unsubscribe", groups);
     Exchange exchange(unsubscribe);
     std::shared_ptr<LiveConnection> live;
     {
@@ -223,21 +265,13 @@ void Subscriptions::Drop(const Matcher& entries) {
         if (live && _entries.empty()) {
             live->connection.WantIdleReading(false);
         }
-        if (live && !gone.empty()) {
-            live->connection.Start(exchange);
+        if (!live || gone.empty()) {
+            return;
         }
+        groups = gone.All();
+        live->connection.Start(exchange);
     }
-    if (live && !gone.empty()) {
-        try {
-            static_cast<void>(live->connection.Await(exchange));
-        } catch (const osa::Exception&) {
-            // Whether the server hears of it makes no difference to the one who is not called any more.
-        }
-    }
-    if (_forLosses) {
-        osa::MutexLock lock(_mutex);
-        _known.Forget(gone, _entries);
-    }
+    static_cast<void>(live->connection.Await(exchange));
 }
 
 void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {

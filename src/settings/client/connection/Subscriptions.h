@@ -45,8 +45,8 @@ public:
     [[nodiscard]] ExchangeEnd Subscribe(Connection& connection, IChangeCallback* callback,
                                         const Matcher& groups);
     [[nodiscard]] ExchangeEnd Follow(Connection& connection, IFollower* follower, const Matcher& groups);
-    void UnSubscribe(IChangeCallback* callback);
-    void Unfollow(IFollower* follower);
+    void UnSubscribe(IChangeCallback* callback) noexcept;
+    void Unfollow(IFollower* follower) noexcept;
 
     [[nodiscard]] CallbackQueue& Queue() noexcept { return _queue; }
     [[nodiscard]] CallbackErrors& Errors() noexcept { return *_errors; }
@@ -66,10 +66,12 @@ private:
     [[nodiscard]] ExchangeEnd Perform(Connection& connection, Exchange& exchange, Addition& addition,
                                       const Matcher& groups);
     void Enter(Addition& addition, const Matcher& groups) ZUMRA_REQUIRES(_mutex);
-    void Undo(const Addition& addition, const Matcher& groups);
-    bool Remove(const void* key);
-    void AwaitReturn(const IChangeCallback* callback);
-    void Drop(const Matcher& entries);
+    void Count(Addition& addition, const Matcher& groups) ZUMRA_REQUIRES(_mutex);
+    void Undo(const Addition& addition, const Matcher& groups) noexcept;
+    bool Remove(const void* key) noexcept;
+    void AwaitReturn(const IChangeCallback* callback) noexcept;
+    void Drop(const SubscribedEntries& entries) noexcept;
+    void Withdraw(const SubscribedEntries& entries, SubscribedEntries& gone);
     void Reconcile(const Matcher& wanted, const common::GroupMap& current);
 
     const bool _forLosses;
