@@ -1,7 +1,9 @@
-// INI text: every way of reading it gives the same, and what was read comes back from what is written.
+// INI text: every way of reading it gives the same, in memory bounded by the text, and what was read comes
+// back from what is written.
 #include <sstream>
 
 #include "Fuzz.h"
+#include "Memory.h"
 #include "core/IniReader.h"
 
 namespace {
@@ -20,6 +22,13 @@ void ReadByLines(std::string_view text, IniFile& document) {
     document = reader.Take();
 }
 
+/// Reading and writing, in memory bounded by the text.
+void RunBounded(std::string_view text) {
+    const fuzz::MemoryBound bound(text.size());
+    const auto read = fuzz::OutcomeOf([text](IniFile& document) { document.LoadFromString(text); });
+    static_cast<void>(read.document.SaveToString());
+}
+
 void RequireComesBack(const IniFile& document) {
     const std::string text = document.SaveToString();
     IniFile read;
@@ -32,6 +41,7 @@ void RequireComesBack(const IniFile& document) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text = fuzz::Input(data, size);
+    RunBounded(text);
     const auto whole = fuzz::OutcomeOf([text](IniFile& document) { document.LoadFromString(text); });
     const auto lines = fuzz::OutcomeOf([text](IniFile& document) { ReadByLines(text, document); });
     const auto stream = fuzz::OutcomeOf([text](IniFile& document) {

@@ -1,5 +1,7 @@
-// Setting locators and list lines: what is read comes back from what is written, on one line.
+// Setting locators and list lines: what is read comes back from what is written, on one line, in
+// memory bounded by the text.
 #include "Fuzz.h"
+#include "Memory.h"
 #include "settings/common/LineCodec.h"
 #include "zumra/settings/common/SettingLocator.h"
 
@@ -31,6 +33,7 @@ void RequireComesBack(std::string_view item) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text = fuzz::Input(data, size);
+    const fuzz::MemoryBound bound(size);
     try {
         RequireComesBack(SettingLocator::Parse(text));
     } catch (const osa::Exception& error) {

@@ -1,9 +1,10 @@
 // The PHP-array form: however the text is cut it gives the same, nothing after the document is taken, a limit
-// only refuses, and what was read comes back from what is written.
+// only refuses, memory is bounded by the text, and what was read comes back from what is written.
 #include <algorithm>
 #include <sstream>
 
 #include "Fuzz.h"
+#include "Memory.h"
 #include "settings/server/PhpArrayParser.h"
 #include "zumra/settings/server/PhpArraySettingsSerializer.h"
 
@@ -59,6 +60,10 @@ void RequireComesBack(const IniFile& document) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text = fuzz::Input(data, size);
+    {
+        const fuzz::MemoryBound bound(size);
+        static_cast<void>(ReadInPieces(text, 3));
+    }
     const auto whole = ReadInPieces(text, std::max<std::size_t>(1, text.size()));
     fuzz::Require(whole == ReadInPieces(text, 1), "single bytes give what the whole text gives");
     fuzz::Require(whole == ReadInPieces(text, 7), "pieces give what the whole text gives");

@@ -1,12 +1,18 @@
 // Two connections on one store that is saved: however the bytes are cut, both give the same output and leave
-// the same store; what was saved is the store; with small limits nothing grows over them.
+// the same store; what was saved is the store; who is told of every change knows the store; with small limits
+// nothing grows over them, and memory is bounded by the input.
 //
 // The bytes 1 and 2 in the input give what follows to the first and to the second connection, 3 ends its
 // input.
+#include <algorithm>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "Fuzz.h"
+#include "Memory.h"
+#include "settings/client/commands/ReplyLine.h"
+#include "settings/client/connection/Notification.h"
 #include "settings/server/Session.h"
 #include "zumra/settings/server/ISettingsPersister.h"
 #include "zumra/settings/server/SerializationManager.h"
@@ -40,10 +46,59 @@ core::IniFile Everything(const SettingsManager& manager) {
     return all;
 }
 
+/// A third connection, which is subscribed to everything and asks for nothing: what it is told must be whole
+/// notifications, each a commit that changed something it did not say before, and their sum the store.
+class Observer {
+public:
+    Observer(const ServerEnv& env, const SettingsManager& manager)
+        : _session(env, Session::Options()), _manager(manager), _known(Everything(manager)) {
+        _session.Feed("subscribe\n*\n.\n");
+    }
+
+    void Look() {
+        if (!_session.HasOutput()) {
+            return;
+        }
+        std::istringstream in(_session.TakeOutput());
+        while (in.peek() != std::istringstream::traits_type::eof()) {
+            std::string line;
+            client::ReadReplyLine(in, line);
+            fuzz::Require(line == "async change", "the observer gets nothing but notifications");
+            Take(*client::ReadNotification(in, 0));
+        }
+    }
+
+    void RequireKnown() const {
+        fuzz::Require(!_session.Ended(), "the observer's connection lives");
+        fuzz::Require(_known == Everything(_manager), "what was told is the store");
+    }
+
+private:
+    void Take(const common::Change& change) {
+        fuzz::Require(!change.groups.empty(), "a notification names a group");
+        for (const auto& [name, values] : change.groups) {
+            if (values) {
+                _known.SetGroup(name, *values);
+            } else {
+                fuzz::Require(_known.EraseGroup(name), "only what was there is gone");
+            }
+        }
+    }
+
+    Session _session;
+    const SettingsManager& _manager;
+    core::IniFile _known;
+};
+
 /// The two connections and what came from them.
 class World {
 public:
-    explicit World(const SessionLimits& limits) : _limits(limits) {
+    /// `keepOutput`: otherwise it is thrown away when it was looked at.
+    explicit World(const SessionLimits& limits, bool keepOutput = true)
+        : _limits(limits), _keepOutput(keepOutput) {
+        if (keepOutput) {
+            _observer = std::make_unique<Observer>(_env, _manager);
+        }
         for (auto& session : _sessions) {
             session = std::make_unique<Session>(_env, Session::Options{limits, nullptr, nullptr, nullptr});
         }
@@ -64,6 +119,9 @@ public:
         }
         Finish(0);
         Finish(1);
+        if (_observer) {
+            _observer->RequireKnown();
+        }
     }
 
     void RequireSaved() {
@@ -101,27 +159,57 @@ private:
                 const std::string output = session.TakeOutput();
                 fuzz::Require(output.size() <= _limits.pendingOutput, "output is within its limit");
                 fuzz::Require(output.empty() || output.back() == '\n', "output is whole lines");
-                _output[i] += output;
+                if (_keepOutput) {
+                    _output[i] += output;
+                }
                 session.Resume();
             } while (session.HasOutput());
             fuzz::Require(!session.Waiting(), "nothing is kept back once the output was taken");
         }
+        if (_observer) {
+            _observer->Look();
+        }
     }
 
     const SessionLimits _limits;
+    const bool _keepOutput;
     Persister _persister;
     SettingsManager _manager{&_persister};
     SerializationManager _serializers;
     ServerEnv _env{&_manager, &_serializers};
     std::unique_ptr<Session> _sessions[2];
+    std::unique_ptr<Observer> _observer;
     bool _finished[2] = {false, false};
     std::string _output[2];
 };
+
+/// A line counts as at least this much: a name of two bytes takes a place of its own in the request, the
+/// store, the notification and the saved document, or in each of the tables that tell who is subscribed to
+/// it.
+constexpr std::size_t kLeastLine = 16;
+
+std::size_t CountedSize(std::string_view input) {
+    std::size_t size = 0;
+    while (!input.empty()) {
+        const std::size_t line = std::min(input.find('\n'), input.size() - 1) + 1;
+        size += std::max(line, kLeastLine);
+        input.remove_prefix(line);
+    }
+    return size;
+}
+
+void RunBounded(std::string_view input) {
+    SessionLimits limits;
+    limits.pendingOutput = std::size_t{8} << 10;
+    const fuzz::MemoryBound bound(CountedSize(input));
+    World(limits, false).Run(input, 512);
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view input = fuzz::Input(data, size);
+    RunBounded(input);
     World whole{SessionLimits()};
     whole.Run(input, input.size());
     whole.RequireSaved();

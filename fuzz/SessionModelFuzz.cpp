@@ -1,0 +1,312 @@
+// Two connections that ask for what the input chooses, beside a model of the store: every byte that either
+// gets, replies and notifications in their order, and the store are what the model says; what was saved is
+// the store.
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "Fuzz.h"
+#include "server/SessionHarness.h"
+#include "server/StoreModel.h"
+#include "settings/common/LineCodec.h"
+#include "settings/common/MatcherLines.h"
+#include "zumra/settings/server/PhpArraySettingsSerializer.h"
+
+namespace {
+
+using namespace zumra;
+using core::IniFile;
+using settings::common::GroupNameMatcher;
+using settings::server::Session;
+using settings::server::testing::StoreModel;
+using Names = StoreModel::Names;
+
+constexpr std::string_view kDefaults = "[a]\nx=1\ny=\n[a/b]\n[ZumraSettings/Removed]\na=\n[b]\nx=.\n";
+
+/// The input as choices; nothing but zeros when it is used up.
+class Choices {
+public:
+    explicit Choices(std::string_view input) : _input(input) {}
+    [[nodiscard]] bool Left() const { return !_input.empty(); }
+
+    unsigned Below(unsigned limit) {
+        if (_input.empty()) {
+            return 0;
+        }
+        const unsigned byte = static_cast<unsigned char>(_input.front());
+        _input.remove_prefix(1);
+        return byte % limit;
+    }
+    std::string Group() {
+        static const char* const names[] = {"a",
+                                            "a/b",
+                                            "b",
+                                            "",
+                                            ".",
+                                            "line\nend",
+                                            "]",
+                                            "\"q\"",
+                                            "cr\r",
+                                            " ",
+                                            "ZumraSettings/Removed",
+                                            "ZumraSettings/Removed/a"};
+        return names[Below(std::size(names))];
+    }
+    std::string Name() {
+        static const char* const names[] = {"x", "y", "", "[z]", "=", "#", "line\nend", "a"};
+        return names[Below(std::size(names))];
+    }
+    std::string Value() {
+        static const char* const values[] = {"", "1", ".", " 3 ", "one\n[a]\n.\nsync\n", "\"", "cr\r"};
+        return values[Below(std::size(values))];
+    }
+    Names Patterns() {
+        static const char* const patterns[] = {"*", "a*", "a/*", "line*", "ZumraSettings*"};
+        Names chosen;
+        for (unsigned left = Below(4); left > 0; --left) {
+            chosen.insert(Below(3) == 0 ? patterns[Below(std::size(patterns))] : Group());
+        }
+        return chosen;
+    }
+    IniFile Document() {
+        IniFile document;
+        for (unsigned groups = Below(4); groups > 0; --groups) {
+            IniFile::Group& group = document[Group()];
+            for (unsigned values = Below(3); values > 0; --values) {
+                std::string name = Name();
+                group[std::move(name)] = Value();
+            }
+        }
+        return document;
+    }
+
+private:
+    std::string_view _input;
+};
+
+std::string List(const Names& patterns) {
+    std::string lines;
+    settings::common::MatcherLines::Append(lines, GroupNameMatcher(patterns));
+    return lines + ".\n";
+}
+
+std::string Ini(const IniFile& document) {
+    return document.SaveToString() + ".\n";
+}
+
+std::string PhpArray(const IniFile& document) {
+    std::ostringstream out;
+    settings::server::PhpArraySettingsSerializer().Serialize(document, GroupNameMatcher("*"), out);
+    return out.str();
+}
+
+/// A connection, what it was subscribed to, and what it must have got.
+class Side {
+public:
+    explicit Side(settings::server::testing::Server& server) : _session(server.env, Session::Options()) {}
+
+    void Say(std::string_view request, std::size_t piece) {
+        for (; !request.empty(); request.remove_prefix(std::min(piece, request.size()))) {
+            _session.Feed(request.substr(0, piece));
+            _got += settings::server::testing::Drain(_session);
+        }
+    }
+    void Expect(std::string_view text) { _expected += text; }
+    void RequireGot() {
+        _got += settings::server::testing::Drain(_session);
+        fuzz::Require(_got == _expected, "a connection gets what the model says");
+        _got.clear();
+        _expected.clear();
+    }
+
+    void ExpectNotification(const Names& reported, const IniFile& store) {
+        IniFile data;
+        std::string lines;
+        for (const std::string& name : reported) {
+            if (!wanted.Matches(name)) {
+                continue;
+            }
+            lines += settings::common::LineCodec::Encode(name) + "\n";
+            if (const auto* values = store.FindGroup(name)) {
+                data.SetGroup(name, *values);
+            }
+        }
+        if (!lines.empty()) {
+            Expect("async change\n" + lines + ".\n" + Written(data) + ".\n");
+        }
+    }
+    /// A document as the server writes it.
+    [[nodiscard]] std::string Written(const IniFile& document) const {
+        return phpArray ? PhpArray(document) : document.SaveToString();
+    }
+    /// A document as `merge` wants it.
+    [[nodiscard]] std::string Merged(const IniFile& document) const {
+        return phpArray ? PhpArray(document) : Ini(document);
+    }
+
+    GroupNameMatcher wanted;
+    bool phpArray = false;
+
+private:
+    Session _session;
+    std::string _got;
+    std::string _expected;
+};
+
+class World {
+public:
+    explicit World(std::string_view input) : _choices(input), _revision(_server.manager->Revision()) {}
+
+    void Run() {
+        while (_choices.Left()) {
+            const std::size_t asking = _choices.Below(2);
+            static constexpr std::size_t pieces[] = {100000, 1, 5};
+            const std::size_t piece = pieces[_choices.Below(std::size(pieces))];
+            const std::string request = Ask(_sides[asking]);
+            _sides[asking].Say(request, piece);
+            _sides[0].RequireGot();
+            _sides[1].RequireGot();
+            fuzz::Require(_server.Everything() == _model.Groups(), "the store is what the model says");
+        }
+        const settings::server::SettingsManager again(&_server.persister);
+        IniFile loaded;
+        again.GetSettings(GroupNameMatcher("*"), loaded);
+        fuzz::Require(loaded == _model.Groups(), "what was saved is the store");
+    }
+
+private:
+    /// Chooses a request, does it to the model, and tells the sides what to expect.
+    std::string Ask(Side& side) {
+        switch (_choices.Below(11)) {
+            case 0: {
+                const IniFile settings = _choices.Document();
+                Changed(_model.Merge(settings));
+                return "merge\n" + side.Merged(settings);
+            }
+            case 1: {
+                const Names groups = _choices.Patterns();
+                const IniFile settings = _choices.Document();
+                Changed(_model.Overwrite(groups, settings));
+                return "overwrite\n" + List(groups) + Ini(settings);
+            }
+            case 2: {
+                const Names groups = _choices.Patterns();
+                Changed(_model.Erase(groups));
+                return "erase\n" + List(groups);
+            }
+            case 3: {
+                const Names groups = _choices.Patterns();
+                Changed(_model.Restore(groups));
+                return "restore\n" + List(groups);
+            }
+            case 4:
+                return AskTest(side);
+            case 5:
+                return AskExactTest(side);
+            case 6: {
+                const Names groups = _choices.Patterns();
+                side.Expect("data\n" + side.Written(Selected(groups)) + ".\n");
+                return "get delimited\n" + List(groups);
+            }
+            case 7: {
+                const Names groups = _choices.Patterns();
+                side.wanted.AddNamesAndPatterns(groups);
+                return "subscribe\n" + List(groups);
+            }
+            case 8: {
+                const Names groups = _choices.Patterns();
+                for (const std::string& group : groups) {
+                    side.wanted.Remove(group);
+                }
+                return "unsubscribe\n" + List(groups);
+            }
+            case 9:
+                side.phpArray = _choices.Below(2) == 1;
+                return side.phpArray ? "serialize phparray\n" : "serialize ini\n";
+            default:
+                return AskWord(side);
+        }
+    }
+
+    std::string AskTest(Side& side) {
+        const IniFile expected = _choices.Document();
+        const IniFile settings = _choices.Document();
+        bool holds = true;
+        for (const auto& [group, values] : expected) {
+            for (const auto& [name, value] : values) {
+                const std::string* stored = _model.Groups().FindValue(group, name);
+                holds = holds && stored != nullptr && *stored == value;
+            }
+        }
+        if (holds) {
+            Changed(_model.Merge(settings));
+        }
+        side.Expect(holds ? "result\nok\n" : "result\nrefused\n");
+        return "test-and-merge\n" + Ini(expected) + Ini(settings);
+    }
+
+    /// Half of the time with what is there.
+    std::string AskExactTest(Side& side) {
+        const Names groups = _choices.Patterns();
+        const bool overwrite = _choices.Below(2) == 1;
+        const IniFile expected = _choices.Below(2) == 1 ? Selected(groups) : _choices.Document();
+        const IniFile settings = _choices.Document();
+        const bool holds = expected == Selected(groups);
+        if (holds) {
+            Changed(overwrite ? _model.Overwrite(groups, settings) : _model.Merge(settings));
+        }
+        side.Expect(holds ? "result\nok\n" : "result\nrefused\n");
+        return (overwrite ? "test-exactly-and-overwrite\n" : "test-exactly-and-merge\n") + List(groups) +
+               Ini(expected) + Ini(settings);
+    }
+
+    std::string AskWord(Side& side) {
+        switch (_choices.Below(4)) {
+            case 0:
+                side.Expect("synced\n");
+                return "sync\n";
+            case 1:
+                side.Expect("flushed\n");
+                return "flush\n";
+            case 2:
+                side.Expect("revision\n" + std::to_string(_revision) + "\n");
+                return "revision\n";
+            default:
+                side.Expect("error\nunknown command 'nonsense'\n");
+                return "nonsense\n";
+        }
+    }
+
+    [[nodiscard]] IniFile Selected(const Names& groups) const {
+        IniFile selected;
+        for (const std::string& name : StoreModel::Matching(_model.Groups(), groups)) {
+            selected.SetGroup(name, *_model.Groups().FindGroup(name));
+        }
+        return selected;
+    }
+
+    void Changed(const Names& reported) {
+        if (reported.empty()) {
+            return;
+        }
+        ++_revision;
+        for (Side& side : _sides) {
+            side.ExpectNotification(reported, _model.Groups());
+        }
+    }
+
+    Choices _choices;
+    settings::server::testing::Server _server{kDefaults};
+    StoreModel _model{_server.persister.defaults};
+    std::uint64_t _revision;
+    Side _sides[2] = {Side(_server), Side(_server)};
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    World(fuzz::Input(data, size)).Run();
+    return 0;
+}
