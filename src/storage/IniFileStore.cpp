@@ -69,6 +69,10 @@ core::IniFile IniFileStore::Load() {
     return document;
 }
 
+core::IniFile IniFileStore::Look() const {
+    return Read(_calls, _path).value_or(core::IniFile());
+}
+
 core::IniFile IniFileStore::LoadDocument() {
     std::string reason;
     try {

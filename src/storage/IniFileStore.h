@@ -32,6 +32,9 @@ public:
     IniFileStore(IFileCalls& calls, std::string path, Warn warn);
 
     [[nodiscard]] core::IniFile Load() override;
+    /// What the file holds, without working around anything: throws for a file that cannot be read or is not
+    /// whole, and changes nothing.
+    [[nodiscard]] core::IniFile Look() const;
     void Save(const core::IniFile& document) override;
     void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override;
 

@@ -1,5 +1,6 @@
 #include "storage/OpenStore.h"
 
+#include <filesystem>
 #include <utility>
 
 #include "storage/FileCalls.h"
@@ -37,31 +38,79 @@ private:
     IniFileStore _store;
 };
 
+/// An INI file as it is on disk now.
+class SeenIniFileStore : public MemoryStore {
+public:
+    explicit SeenIniFileStore(std::string path) : _path(std::move(path)) {}
+    [[nodiscard]] core::IniFile Load() override {
+        SystemFileCalls calls;
+        return IniFileStore(calls, _path, {}).Look();
+    }
+
+private:
+    const std::string _path;
+};
+
 [[noreturn]] void Refuse(const std::string& uri) {
     throw osa::Exception("'" + uri + "' names no store; expected ini:PATH, sqlite:PATH or memory:");
+}
+
+enum class Kind { kIni, kSqlite, kMemory };
+
+struct Place {
+    Kind kind;
+    std::string path;
+};
+
+Place Parse(const std::string& uri) {
+    const auto colon = uri.find(':');
+    const auto slash = uri.find('/');
+    if (slash != std::string::npos && (colon == std::string::npos || slash < colon)) {
+        return {Kind::kIni, uri};
+    }
+    const std::string scheme = uri.substr(0, colon);
+    const std::string path = colon == std::string::npos ? std::string() : uri.substr(colon + 1);
+    if (scheme == "ini" && !path.empty()) {
+        return {Kind::kIni, path};
+    }
+    if (scheme == "sqlite" && !path.empty()) {
+        return {Kind::kSqlite, path};
+    }
+    if (uri == "memory:") {
+        return {Kind::kMemory, ""};
+    }
+    Refuse(uri);
 }
 
 }  // namespace
 
 std::unique_ptr<ISettingsStore> OpenStore(const std::string& uri,
                                           std::function<void(const std::string&)> warn) {
-    const auto colon = uri.find(':');
-    const auto slash = uri.find('/');
-    if (slash != std::string::npos && (colon == std::string::npos || slash < colon)) {
-        return std::make_unique<LockedIniFileStore>(uri, std::move(warn));
+    const Place place = Parse(uri);
+    switch (place.kind) {
+        case Kind::kIni:
+            return std::make_unique<LockedIniFileStore>(place.path, std::move(warn));
+        case Kind::kSqlite:
+            return std::make_unique<SqliteStore>(place.path);
+        case Kind::kMemory:
+            break;
     }
-    const std::string scheme = uri.substr(0, colon);
-    const std::string path = colon == std::string::npos ? std::string() : uri.substr(colon + 1);
-    if (scheme == "ini" && !path.empty()) {
-        return std::make_unique<LockedIniFileStore>(path, std::move(warn));
+    return std::make_unique<MemoryStore>();
+}
+
+std::unique_ptr<ISettingsStore> LookAtStore(const std::string& uri) {
+    const Place place = Parse(uri);
+    if (place.kind == Kind::kIni) {
+        return std::make_unique<SeenIniFileStore>(place.path);
     }
-    if (scheme == "sqlite" && !path.empty()) {
-        return std::make_unique<SqliteStore>(path);
+    if (place.kind == Kind::kSqlite && std::filesystem::exists(place.path)) {
+        return std::make_unique<SqliteStore>(place.path);
     }
-    if (uri == "memory:") {
-        return std::make_unique<MemoryStore>();
-    }
-    Refuse(uri);
+    return std::make_unique<MemoryStore>();
+}
+
+std::string PathOfStore(const std::string& uri) {
+    return Parse(uri).path;
 }
 
 }  // namespace zumra::storage

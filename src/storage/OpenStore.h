@@ -21,4 +21,12 @@ namespace zumra::storage {
 [[nodiscard]] std::unique_ptr<ISettingsStore> OpenStore(const std::string& uri,
                                                         std::function<void(const std::string&)> warn);
 
+/// The same store, only looked at: nothing is made, locked, set aside or saved, so that it may be in use
+/// meanwhile. Its `Load` throws for a file that `OpenStore` would work around, too; a store that is not there
+/// yet is empty. An SQLite database cannot be looked at: one that is there is opened as by `OpenStore`.
+[[nodiscard]] std::unique_ptr<ISettingsStore> LookAtStore(const std::string& uri);
+
+/// Where the store is that a URI names; empty for one in memory. Throws as `OpenStore` when it names none.
+[[nodiscard]] std::string PathOfStore(const std::string& uri);
+
 }  // namespace zumra::storage

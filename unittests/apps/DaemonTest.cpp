@@ -8,10 +8,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "apps/DaemonProcess.h"
 #include "storage/OpenStore.h"
@@ -149,6 +151,49 @@ TEST_F(DaemonTest, ChecksItsSetupWithoutServing) {
     EXPECT_NE(std::string::npos, bad.Log().find(broken)) << bad.Log();
 }
 
+TEST_F(DaemonTest, ChecksWhereItWouldServe) {
+    const std::string file = _directory.Write("file", "");
+    const std::vector<std::pair<std::vector<std::string>, std::string>> mistakes{
+        {{"--socket-group", "no-group-of-this-name"}, "there is no group of users 'no-group-of-this-name'"},
+        {{"--socket", _directory.File(std::string(120, 'x'))}, "1 to 107 bytes"},
+        {{"--socket", file}, "it is there and is no socket"},
+        {{"--socket", file + "/socket"}, "cannot make files in '" + file + "': Not a directory"},
+        {{"--store", "ini:" + file + "/new/store"}, "cannot make files in '" + file},
+        {{"--store", "somewhere"}, "'somewhere' names no store"},
+    };
+    for (const auto& [options, reason] : mistakes) {
+        std::vector<std::string> arguments{"--check"};
+        for (const char* option : {"--socket", "--store"}) {
+            if (options[0] != option) {
+                arguments.emplace_back(option);
+                arguments.push_back(arguments.back() == "--store" ? "memory:" : _socket);
+            }
+        }
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        DaemonProcess daemon(arguments);
+        EXPECT_EQ(1, daemon.Wait()) << reason;
+        EXPECT_NE(std::string::npos, daemon.Log().find(reason)) << daemon.Log();
+    }
+}
+
+TEST_F(DaemonTest, ChangesNothingByChecking) {
+    const std::vector<std::string> check{"--check", "--socket", _socket, "--store", "ini:" + _store};
+    DaemonProcess before(check);
+    EXPECT_EQ(0, before.Wait()) << before.Log();
+    EXPECT_FALSE(std::filesystem::exists(_directory.File("state")));
+    Start();
+    ASSERT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nflush\n"));
+    DaemonProcess beside(check);
+    EXPECT_EQ(0, beside.Wait()) << beside.Log();
+    EXPECT_NE(std::string::npos, beside.Log().find("everything is in order: 1 groups"));
+    EXPECT_EQ(0, Stop());
+    std::ofstream(_store) << "[a]\nx = 3\n";
+    DaemonProcess broken(check);
+    EXPECT_EQ(1, broken.Wait());
+    EXPECT_NE(std::string::npos, broken.Log().find("'" + _store + "' is not whole")) << broken.Log();
+    EXPECT_TRUE(std::filesystem::exists(_store)) << "a check sets nothing aside";
+}
+
 TEST_F(DaemonTest, TakesItsOptionsFromAFile) {
     const std::string config =
         _directory.Write("settingsd.conf", "socket = \"" + _socket + "\"\nstore = \"ini:" + _store +
@@ -161,10 +206,21 @@ TEST_F(DaemonTest, TakesItsOptionsFromAFile) {
 }
 
 TEST_F(DaemonTest, RefusesOptionsThatItDoesNotUnderstand) {
-    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-             {"--nonsense"}, {"--save-delay", "soon"}, {"--socket-mode", "9"}, {"--log-level", "loud"}}) {
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"--nonsense"},
+                                               {"--save-delay", "soon"},
+                                               {"--socket-mode", "9"},
+                                               {"--log-level", "loud"},
+                                               {"--check", "--max-line", "-1"},
+                                               {"--check", "--max-output", "0"}}) {
         DaemonProcess daemon(arguments);
         EXPECT_EQ(2, daemon.Wait()) << arguments[0];
+    }
+    for (const char* line : {"save-dely = 5\n", "[server]\nsave-delay = 5\n"}) {
+        const std::string config = _directory.Write("settingsd.conf", line);
+        DaemonProcess daemon({"--check", "--store", "memory:", "--config", config});
+        EXPECT_EQ(2, daemon.Wait()) << line;
+        EXPECT_EQ(0u, daemon.Log().find("zumra-settingsd: '" + config + "': ")) << daemon.Log();
     }
 }
 
@@ -225,6 +281,9 @@ TEST_F(DaemonTest, GoesOnInMemoryWhenTheDiskIsFullAndRecoversByItself) {
     }
     EXPECT_EQ(0u, Ask("test-and-merge\n.\n[b]\ny=1\n.\n").find("error\n"));
     EXPECT_TRUE(_daemon->WaitForLog("could not be saved, going on in memory"));
+    _daemon->DrainLog();
+    const std::string& log = _daemon->Log();
+    EXPECT_EQ(log.find("going on in memory"), log.rfind("going on in memory")) << "it is told once: " << log;
     EXPECT_EQ("data\n[a]\nx = 3\n\n[b]\ny = 1\n\n.\n", Ask("get delimited\n*\n.\n"));
     EXPECT_EQ("1", IniFileText().GetValue("a", "x"));
     const rlimit room{RLIM_INFINITY, RLIM_INFINITY};

@@ -97,6 +97,13 @@ INSTANTIATE_TEST_SUITE_P(Kinds, LocalStoreTest, ::testing::Values("ini", "sqlite
 
 using LocalStoreOptionsTest = CommandLineTest;
 
+TEST_F(LocalStoreOptionsTest, TakeAPathWithAColon) {
+    const std::string store = "--store '" + _directory.File("a:b") + "' ";
+    EXPECT_EQ("", Out(store + "set '[a]x' 1"));
+    EXPECT_EQ("1\n", Out(store + "get '[a]x'"));
+    EXPECT_NE(std::string::npos, Run("--store somewhere list").err.find("'somewhere' names no store"));
+}
+
 TEST_F(LocalStoreOptionsTest, BelongTogether) {
     EXPECT_EQ(2, Run("--store memory: --socket /x list").status);
     EXPECT_EQ(2, Run("--defaults /x list").status);
