@@ -114,6 +114,21 @@ TEST_F(CommandLineOutputTest, AnOutputThatTakesNothingIsNoSuccess) {
     }
 }
 
+TEST_F(CommandLineOutputTest, AClosedStreamIsNoConnection) {
+    ASSERT_EQ("", Out("set '[Trap]text' 'x\nerase\n*\n.\nsync'"));
+    const std::string program =
+        "ZUMRA_SETTINGS_SOCKET='" + _socket + "' " + ZUMRA_EMULATOR + " '" + ZUMRA_SETTINGS_PROGRAM + "' ";
+    for (const char* closed : {">&-", "<&- >&- 2>&-"}) {
+        const int status = std::system((program + "get '[Trap]text' " + closed).c_str());
+        EXPECT_EQ(1, WEXITSTATUS(status)) << "nobody got the value";
+        EXPECT_EQ("Screen\nTrap\n", Out("list")) << "the value went to the server";
+    }
+    const std::string input = program + "overwrite '*' <&- 2> '" + _directory.File("err") + "'";
+    EXPECT_EQ(1, WEXITSTATUS(std::system(input.c_str())));
+    EXPECT_EQ("zumra-settings: cannot read standard input: Bad file descriptor\n", Text("err"));
+    EXPECT_EQ("Screen\nTrap\n", Out("list"));
+}
+
 TEST_F(CommandLineOutputTest, ACommandOfWatchIsStartedAsFromAShell) {
     Result shown;
     const std::string file = _directory.File("ran");
