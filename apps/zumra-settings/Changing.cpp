@@ -35,6 +35,7 @@ int Set(Context& context, const std::vector<std::string>& words) {
 
 int Unset(Context& context, const std::vector<std::string>& words) {
     std::vector<std::string> locators;
+    locators.reserve(words.size());
     for (const std::string& word : words) {
         locators.push_back(AsLocator(word).ToString());
     }

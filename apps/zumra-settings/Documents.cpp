@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ios>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -22,11 +21,7 @@ void Context::Complain(const std::string& what) const {
 
 std::string ReadText(Context& context, const std::string& path) {
     if (path == "-") {
-        try {
-            return {std::istreambuf_iterator<char>(context.in), {}};
-        } catch (const std::ios_base::failure& failure) {
-            throw osa::Exception("cannot read standard input: " + failure.code().message());
-        }
+        return {std::istreambuf_iterator<char>(context.in), {}};
     }
     storage::SystemFileCalls calls;
     const auto text = storage::ReadFile(calls, path);

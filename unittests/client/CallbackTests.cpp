@@ -266,6 +266,16 @@ TEST_P(CallbackTests, WithoutAHandlerStandardErrorIsTold) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "zumra-settings: a change callback threw: oops\n");
 }
 
+TEST_P(CallbackTests, WhatIsThrownNeedsNotBeAnException) {
+    Recorder throwing([](const Recorder::Call&) { throw 7; });
+    _client.Subscribe(&throwing, "a");
+    testing::internal::CaptureStderr();
+    _client.SetValue("[a]x", "1");
+    Drain(_client);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "zumra-settings: a change callback threw: unknown exception\n");
+}
+
 TEST_P(CallbackTests, UnSubscribeWaitsForTheCallThatIsRunning) {
     Event inside;
     Event release;

@@ -74,6 +74,26 @@ TEST_P(SharedServerTests, FollowersSeeASnapshotAndWhatComesAfterIt) {
     EXPECT_EQ(follower.Text(), "snapshot a{x=1;}change ab{x=2;}change a-");
 }
 
+TEST_P(SharedServerTests, WhatIsToldWhileALongRequestIsSentIsKept) {
+    Recorder callback;
+    _subscribed.Subscribe(&callback, "a");
+    const std::string padding(1000, ' ');
+    for (int i = 1; i <= 500; ++i) {
+        _changing.SetValue("[a]x", std::to_string(i) + padding);
+    }
+    core::IniFile document;
+    document["long"]["x"] = std::string(std::size_t{4} << 20, 'x');
+    _subscribed.MergeSettings(document);
+    EXPECT_EQ(_changing.GetValue("[long]x"), document.GetValue("long", "x"));
+    Await(callback, 500);
+    const auto calls = callback.Calls();
+    ASSERT_EQ(calls.size(), 500U);
+    for (unsigned i = 0; i < 500; ++i) {
+        ASSERT_EQ(calls[i].data.GetValue("a", "x"), std::to_string(i + 1) + padding);
+    }
+    _subscribed.UnSubscribe(&callback);
+}
+
 /// Follows a counter that another client raises, and checks that nothing is missed and nothing goes
 /// backwards.
 class CountFollower final : public client::IFollower {

@@ -139,6 +139,28 @@ TEST(FailedSaveTest, FailureOfAnyDeferredSaveIsToldToWhoFlushes) {
     }
 }
 
+/// A storage that throws what is no exception.
+class OddStorage : public MemoryStorage {
+public:
+    void SaveSettings(const core::IniFile& document) override {
+        if (fails) {
+            throw 7;
+        }
+        MemoryStorage::SaveSettings(document);
+    }
+    bool fails = true;
+};
+
+TEST(FailedSaveTest, WhatIsThrownNeedsNotBeAnException) {
+    OddStorage storage;
+    SettingsManager store(&storage, nullptr, nullptr, Deferred(kNever));
+    store.SetValue("a", "x", "1");
+    EXPECT_EQ(FlushError(store), "unknown error");
+    storage.fails = false;
+    EXPECT_EQ(FlushError(store), "none");
+    EXPECT_EQ(storage.settings, Document("[a]\nx=1\n"));
+}
+
 TEST(FailedSaveTest, EveryFlushTriesAgainWhileNothingCanBeSaved) {
     MemoryStorage storage;
     storage.failure = "disk full";

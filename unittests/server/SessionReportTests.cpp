@@ -14,6 +14,7 @@ Session::Options WithReports() {
         return document;
     };
     reports["clients all"] = [](const Identity*) -> core::IniFile { throw osa::Exception("not for you"); };
+    reports["what"] = [](const Identity*) -> core::IniFile { throw 7; };
     return {{}, nullptr, nullptr, std::make_shared<const SessionReports>(std::move(reports))};
 }
 
@@ -40,6 +41,7 @@ TEST(SessionReportTests, MayRefuse) {
     Server server;
     Session session(server.env, WithReports());
     EXPECT_EQ(Feed(session, "clients all\nsync\n"), "error\nnot for you\nsynced\n");
+    EXPECT_EQ(Feed(session, "what\nsync\n"), "error\nunknown error\nsynced\n");
     EXPECT_TRUE(session.InputUnderstood());
 }
 

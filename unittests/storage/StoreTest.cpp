@@ -1,8 +1,10 @@
 // Every store kept in real files: what goes in comes out, for one process at a time.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -205,6 +207,47 @@ TEST(SqliteStoreTest, SavesTheChangesBetweenRandomDocuments) {
         ASSERT_EQ(next, store.Load()) << round;
         last = next;
     }
+}
+
+/// While it lives no file grows beyond the limit: writing fails as on a full disk.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t limit) {
+        ::getrlimit(RLIMIT_FSIZE, &_before);
+        const rlimit full{limit, _before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &full);
+    }
+    ~FullDisk() {
+        ::setrlimit(RLIMIT_FSIZE, &_before);
+        ::signal(SIGXFSZ, _handler);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit _before{};
+    void (*_handler)(int) = ::signal(SIGXFSZ, SIG_IGN);
+};
+
+TEST(SqliteStoreTest, SaveThatFailsChangesNothingAndIsMadeUpFor) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("settings");
+    core::IniFile before;
+    before["kept"]["a"] = "1";
+    before["changed"]["a"] = "1";
+    core::IniFile after;
+    after["changed"]["a"] = std::string(std::size_t{1} << 20, 'x');
+    auto store = Open("sqlite:" + path);
+    store->Save(before);
+    {
+        const FullDisk full(std::filesystem::file_size(path + "-wal") + 20000);
+        EXPECT_THROW(store->Save(after), osa::Exception);
+        EXPECT_EQ(before, store->Load());
+    }
+    store->Save(after);
+    EXPECT_EQ(after, store->Load());
+    store.reset();
+    EXPECT_EQ(after, Open("sqlite:" + path)->Load());
 }
 
 TEST(SqliteStoreTest, LeavesOtherDatabasesAndFilesAlone) {
