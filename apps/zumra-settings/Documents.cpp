@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ios>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -21,7 +22,11 @@ void Context::Complain(const std::string& what) const {
 
 std::string ReadText(Context& context, const std::string& path) {
     if (path == "-") {
-        return {std::istreambuf_iterator<char>(context.in), {}};
+        try {
+            return {std::istreambuf_iterator<char>(context.in), {}};
+        } catch (const std::ios_base::failure& failure) {
+            throw osa::Exception("cannot read standard input: " + failure.code().message());
+        }
     }
     storage::SystemFileCalls calls;
     const auto text = storage::ReadFile(calls, path);

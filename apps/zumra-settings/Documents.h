@@ -11,7 +11,7 @@
 namespace zumra::cli {
 
 /// The whole content of a file, or of standard input for "-". Throws `zumra::osa::Exception`
-/// "cannot read '<path>': <reason>".
+/// "cannot read '<path>': <reason>", or "cannot read standard input: <reason>".
 [[nodiscard]] std::string ReadText(Context& context, const std::string& path);
 /// As `ReadText`, as a document in INI text or, when the form of the results is that, JSON or the NUL form.
 /// Errors name the file and the line.

@@ -37,8 +37,7 @@ std::shared_ptr<const Identity> WhoWeAre() {
 }
 
 void RequireFile(const std::string& uri) {
-    const auto colon = uri.find(':');
-    const std::string path = colon == std::string::npos ? uri : uri.substr(colon + 1);
+    const std::string path = storage::PathOfStore(uri);
     struct stat status {};
     if (!path.empty() && ::stat(path.c_str(), &status) != 0) {
         throw osa::Exception("no store at '" + path + "': " + std::generic_category().message(errno));

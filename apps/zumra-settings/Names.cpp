@@ -1,6 +1,7 @@
 #include "zumra-settings/Names.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "settings/client/IBackend.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
@@ -29,9 +30,10 @@ std::string UpToSlash(const std::string& name, std::size_t length) {
     return slash == std::string::npos ? name : name.substr(0, slash + 1);
 }
 
-/// One more, unless it is the last one again (names come in order) or no line could hold it.
+/// One more, unless it is the last one again (names come in order) or no line or word of a shell could hold
+/// it.
 void Add(Candidates& candidates, const std::string& word, bool isBeginning) {
-    if (word.find('\n') != std::string::npos ||
+    if (word.find_first_of(std::string_view("\n\0", 2)) != std::string::npos ||
         (!candidates.words.empty() && candidates.words.back() == word)) {
         return;
     }

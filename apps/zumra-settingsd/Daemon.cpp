@@ -16,6 +16,7 @@
 #include "zumra-settingsd/ServiceManager.h"
 #include "zumra-settingsd/Sources.h"
 #include "zumra/osa/Exception.h"
+#include "zumra/osa/Mutex.h"
 #include "zumra/settings/server/LoadPriorityIncludeFilter.h"
 #include "zumra/settings/server/SaveOptions.h"
 #include "zumra/settings/server/SerializationManager.h"
@@ -40,17 +41,11 @@ std::string Text(const std::exception_ptr& error) {
     }
 }
 
-std::string PathOfStore(const std::string& uri) {
-    const auto colon = uri.find(':');
-    return colon == std::string::npos ? uri : uri.substr(colon + 1);
-}
-
 /// The store and everything that it needs, in the order in which they depend on each other.
 class Settings {
 public:
-    Settings(const Options& options, Log& log) {
-        MakeFolderOf(PathOfStore(options.store));
-        _store = storage::OpenStore(options.store, [&log](const std::string& text) { log.Error(text); });
+    Settings(const Options& options, std::unique_ptr<storage::ISettingsStore> store, Log& log)
+        : _store(std::move(store)) {
         _persister = MakePersister({options.defaults, options.include}, *_store);
         if (options.restricted) {
             _restricted = std::make_unique<RestrictedFile>(*options.restricted);
@@ -58,13 +53,7 @@ public:
         settings::server::SaveOptions saving;
         saving.deferred = options.saveDelay.count() > 0;
         saving.delay = options.saveDelay;
-        saving.outcome = [&log](const std::exception_ptr& error) {
-            if (error) {
-                log.Error("settings could not be saved, going on in memory: " + Text(error));
-            } else {
-                log.Notice("settings are saved again");
-            }
-        };
+        saving.outcome = [this, &log](const std::exception_ptr& error) { LogSave(error, log); };
         manager = std::make_unique<settings::server::SettingsManager>(_persister.get(), _restricted.get(),
                                                                       &_filter, saving);
         env.settingsManager = manager.get();
@@ -72,6 +61,24 @@ public:
     }
 
 private:
+    /// A reason is told once, however often clients ask for a save meanwhile.
+    void LogSave(const std::exception_ptr& error, Log& log) {
+        const std::string reason = error ? Text(error) : "";
+        {
+            osa::MutexLock lock(_mutex);
+            if (std::exchange(_reason, reason) == reason) {
+                return;
+            }
+        }
+        if (error) {
+            log.Error("settings could not be saved, going on in memory: " + reason);
+        } else {
+            log.Notice("settings are saved again");
+        }
+    }
+
+    osa::Mutex _mutex{"reason"};
+    std::string _reason ZUMRA_GUARDED_BY(_mutex);
     std::unique_ptr<storage::ISettingsStore> _store;
     std::unique_ptr<settings::server::ISettingsPersister> _persister;
     std::unique_ptr<RestrictedFile> _restricted;
@@ -82,6 +89,11 @@ public:
     std::unique_ptr<settings::server::SettingsManager> manager;
     settings::server::ServerEnv env;
 };
+
+std::unique_ptr<storage::ISettingsStore> OpenStore(const Options& options, Log& log) {
+    MakeFolderOf(storage::PathOfStore(options.store));
+    return storage::OpenStore(options.store, [&log](const std::string& text) { log.Error(text); });
+}
 
 void AllowDescriptors(std::size_t connections, Log& log) {
     const rlim_t wanted = connections + kOtherDescriptors;
@@ -111,7 +123,7 @@ public:
     Daemon(const Options& options, Log& log)
         : _log(log),
           _listener(Listen(options)),
-          _settings(options, log),
+          _settings(options, OpenStore(options, log), log),
           _signals(_loop, SIGTERM, SIGINT, SIGHUP),
           _server(_loop, _settings.env, _listener->Descriptor(), {options.maxConnections, options.limits},
                   log) {}
@@ -186,7 +198,10 @@ int RunDaemon(const Options& options, Log& log) {
 }
 
 void CheckSetup(const Options& options, Log& log) {
-    const Settings settings(options, log);
+    CheckFolderOf(options.socket);
+    Listener::Check(options.socket, options.socketGroup);
+    CheckFolderOf(storage::PathOfStore(options.store));
+    const Settings settings(options, storage::LookAtStore(options.store), log);
     log.Notice("everything is in order: " + std::to_string(settings.manager->Statistics().groups) +
                " groups");
 }

@@ -9,7 +9,8 @@ namespace zumra::settingsd {
 /// at the end. Throws `zumra::osa::Exception` when it cannot start.
 int RunDaemon(const Options& options, Log& log);
 
-/// Loads and validates everything that the daemon would start with, and serves nothing.
+/// Validates everything that the daemon would start with, and changes nothing: a daemon may be running on it.
+/// Throws `zumra::osa::Exception` with what is wrong.
 void CheckSetup(const Options& options, Log& log);
 
 }  // namespace zumra::settingsd

@@ -50,14 +50,22 @@ const sockaddr* Generic(const sockaddr_un& address) {
     return static_cast<const sockaddr*>(static_cast<const void*>(&address));
 }
 
-/// Removes a socket that nobody serves any more.
-void RemoveStale(const std::string& path, const sockaddr_un& address) {
+/// Throws when something else than a socket is.
+bool IsThere(const std::string& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        return;
+        return false;
     }
     if (!S_ISSOCK(status.st_mode)) {
         Fail(path, "it is there and is no socket");
+    }
+    return true;
+}
+
+/// Removes a socket that nobody serves any more.
+void RemoveStale(const std::string& path, const sockaddr_un& address) {
+    if (!IsThere(path)) {
+        return;
     }
     const int probe = NewSocket(path);
     const bool served = ::connect(probe, Generic(address), sizeof address) == 0 || errno == EAGAIN;
@@ -68,13 +76,17 @@ void RemoveStale(const std::string& path, const sockaddr_un& address) {
     ::unlink(path.c_str());
 }
 
-void SetGroup(const std::string& path, const std::string& name) {
+gid_t GroupOf(const std::string& path, const std::string& name) {
     const ::group* found =
         ::getgrnam(name.c_str());  // NOLINT(concurrency-mt-unsafe): before there are threads
     if (found == nullptr) {
         Fail(path, "there is no group of users '" + name + "'");
     }
-    if (::chown(path.c_str(), static_cast<uid_t>(-1), found->gr_gid) != 0) {
+    return found->gr_gid;
+}
+
+void SetGroup(const std::string& path, const std::string& name) {
+    if (::chown(path.c_str(), static_cast<uid_t>(-1), GroupOf(path, name)) != 0) {
         FailWithErrno(path);
     }
 }
@@ -113,6 +125,14 @@ Listener::Listener(const std::string& path, mode_t mode, const std::string& grou
 Listener::Listener(int descriptor) : _descriptor(descriptor) {
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     ::fcntl(descriptor, F_SETFL, O_NONBLOCK);
+}
+
+void Listener::Check(const std::string& path, const std::string& group) {
+    (void)Address(path);
+    (void)IsThere(path);
+    if (!group.empty()) {
+        (void)GroupOf(path, group);
+    }
 }
 
 Listener::~Listener() {

@@ -21,6 +21,11 @@ public:
     /// A listening socket that the service manager made: `descriptor` is taken over; its path is left alone.
     explicit Listener(int descriptor);
     ~Listener();
+
+    /// Throws, as the constructor does, for a path or a group of users that can be none; makes nothing and
+    /// does not mind who serves the path.
+    static void Check(const std::string& path, const std::string& group);
+
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 

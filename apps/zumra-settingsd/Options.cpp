@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdlib>
+#include <iostream>
 #include <map>
 
 #include "zumra-settingsd/Paths.h"
@@ -17,6 +18,9 @@ const std::map<std::string, Log::Level> kLogLevels{{"error", Log::kError},
                                                    {"notice", Log::kNotice},
                                                    {"info", Log::kInfo},
                                                    {"debug", Log::kDebug}};
+
+/// A number below zero is not a very large one.
+constexpr unsigned kMostBytes = 1u << 31;
 
 /// What CLI11 stores into and `Options` holds in another type.
 struct Raw {
@@ -39,6 +43,7 @@ void Describe(CLI::App& app, Options& options, Raw& raw) {
     app.set_version_flag("-V,--version", std::string("zumra-settingsd ") + ZUMRA_VERSION);
     app.set_config("--config", DefaultConfigPath(),
                    "Configuration file: the long options below without '--', one 'name = value' a line");
+    app.allow_config_extras(CLI::config_extras_mode::error);
     app.add_option("--socket", options.socket, "Unix socket to serve on")->default_str(DefaultSocketPath());
     app.add_option("--socket-mode", raw.socketMode, "Mode of the socket, octal")->capture_default_str();
     app.add_option("--socket-group", options.socketGroup, "Group of users that owns the socket");
@@ -57,14 +62,18 @@ void Describe(CLI::App& app, Options& options, Raw& raw) {
         ->capture_default_str()
         ->check(CLI::Range(1u, 1000000u));
     app.add_option("--max-line", options.limits.line, "Longest line of a request, bytes")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(1u, kMostBytes));
     app.add_option("--max-document", options.limits.document, "Largest document in a request, bytes")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(1u, kMostBytes));
     app.add_option("--max-list", options.limits.listEntries, "Most names in a list of a request")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(1u, kMostBytes));
     app.add_option("--max-output", options.limits.pendingOutput,
                    "Most bytes that wait for one slow reader before it is cut off")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(1u, kMostBytes));
     app.add_option("--log-level", raw.logLevel, "Least level to log: error, warning, notice, info, debug")
         ->capture_default_str()
         ->check(CLI::IsMember(kLogLevels));
@@ -82,6 +91,10 @@ Options ParseOptions(int count, char** arguments) {
         Describe(app, options, raw);
         app.parse(count, arguments);
         options.socketMode = ParseMode(raw.socketMode);
+    } catch (const CLI::ConfigError& error) {
+        std::cerr << "zumra-settingsd: '" << app["--config"]->as<std::string>() << "': " << error.what()
+                  << '\n';
+        throw EarlyExit{2};
     } catch (const CLI::ParseError& error) {
         throw EarlyExit{app.exit(error) == 0 ? 0 : 2};
     }

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
@@ -70,6 +71,19 @@ void MakeFolderOf(const std::string& path) {
         if (folder == settings::client::TemporarySocketFolder()) {
             RefuseForeign(folder);
         }
+    }
+}
+
+void CheckFolderOf(const std::string& path) {
+    std::string folder = path;
+    do {
+        const auto slash = folder.rfind('/');
+        folder = slash == std::string::npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
+    } while (::access(folder.c_str(), F_OK) != 0 && errno == ENOENT && folder != "." && folder != "/");
+    const int error = !IsFolder(folder) ? ENOTDIR : ::access(folder.c_str(), W_OK | X_OK) != 0 ? errno : 0;
+    if (error != 0) {
+        throw osa::Exception("cannot make files in '" + folder +
+                             "': " + std::generic_category().message(error));
     }
 }
 

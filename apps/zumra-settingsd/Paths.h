@@ -23,4 +23,8 @@ namespace zumra::settingsd {
 /// <reason>", also when the folder below `/tmp` belongs to somebody else.
 void MakeFolderOf(const std::string& path);
 
+/// Makes nothing; throws `zumra::osa::Exception` when the folder of `path`, or the nearest above it that is
+/// there, is none to make files in.
+void CheckFolderOf(const std::string& path);
+
 }  // namespace zumra::settingsd

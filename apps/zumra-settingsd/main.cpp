@@ -1,12 +1,14 @@
 #include <csignal>
 #include <exception>
 
+#include "storage/StandardDescriptors.h"
 #include "zumra-settingsd/Daemon.h"
 #include "zumra-settingsd/Log.h"
 #include "zumra-settingsd/Options.h"
 
 int main(int count, char** arguments) {
     using namespace zumra::settingsd;
+    zumra::storage::ReserveStandardDescriptors();
     try {
         const Options options = ParseOptions(count, arguments);
         // A peer that is gone, or a file over its limit, is an error of the call, not the end of the daemon.

@@ -97,6 +97,10 @@ TEST_P(KnownExchangeTests, WhatIsNeitherReplyNorErrorIsNamed) {
 TEST_P(KnownExchangeTests, ErrorReplyIsThrownWithItsMessage) {
     EXPECT_EQ(Error("error\n\"two\\nlines\"\nsynced\ndata\n.\nsynced\n"), "two\nlines");
     EXPECT_EQ(Error("error\nlast words\n"), "last words") << "and the connection ended";
+    EXPECT_EQ(Error("error\n\\0hidden\nsynced\ndata\n.\nsynced\n"), "\\0hidden");
+    for (const std::string silence : {"", "\"\\0hidden\""}) {
+        EXPECT_EQ(Error("error\n" + silence + "\nsynced\ndata\n.\nsynced\n"), "the server gave no reason");
+    }
 }
 
 TEST_P(KnownExchangeTests, AfterALostConnectionEveryCallFailsAtOnce) {

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "server/FailingMemory.h"
 #include "server/SessionHarness.h"
+#include "support/FailingMemory.h"
 
 namespace zumra::settings::server::testing {
 namespace {
 
-using zumra::testing::FailingMemory;
+using zumra::test::FailingMemory;
 
 constexpr int kRequests = 6;
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "server/FailingMemory.h"
 #include "server/StoreDoubles.h"
 #include "settings/common/ChangeRouter.h"
+#include "support/FailingMemory.h"
 #include "zumra/osa/Exception.h"
 #include "zumra/settings/server/SettingsManager.h"
 
@@ -16,7 +16,7 @@ namespace {
 
 using common::GroupNameMatcher;
 using testing::Document;
-using zumra::testing::FailingMemory;
+using zumra::test::FailingMemory;
 
 /// Counts calls and allocates nothing.
 class Counter : public common::IChangeListener {
@@ -137,7 +137,7 @@ TEST(StoreMemoryTest, SaveWithoutMemoryIsMadeUpForByTheNext) {
                 store.Flush();
                 done = true;
             } catch (const osa::Exception& error) {
-                EXPECT_STREQ(error.what(), "out of memory");
+                EXPECT_STREQ(error.what(), "cannot save: out of memory");
             } catch (const std::bad_alloc&) {
             }
             store.EraseGroups(GroupNameMatcher("d2"));
