@@ -20,7 +20,9 @@ const std::map<std::string, Log::Level> kLogLevels{{"error", Log::kError},
                                                    {"debug", Log::kDebug}};
 
 /// A number below zero is not a very large one.
-constexpr unsigned kMostBytes = 1u << 31;
+CLI::Range AnySize() {
+    return {1u, 2147483647u};
+}
 
 /// What CLI11 stores into and `Options` holds in another type.
 struct Raw {
@@ -63,17 +65,17 @@ void Describe(CLI::App& app, Options& options, Raw& raw) {
         ->check(CLI::Range(1u, 1000000u));
     app.add_option("--max-line", options.limits.line, "Longest line of a request, bytes")
         ->capture_default_str()
-        ->check(CLI::Range(1u, kMostBytes));
+        ->check(AnySize());
     app.add_option("--max-document", options.limits.document, "Largest document in a request, bytes")
         ->capture_default_str()
-        ->check(CLI::Range(1u, kMostBytes));
+        ->check(AnySize());
     app.add_option("--max-list", options.limits.listEntries, "Most names in a list of a request")
         ->capture_default_str()
-        ->check(CLI::Range(1u, kMostBytes));
+        ->check(AnySize());
     app.add_option("--max-output", options.limits.pendingOutput,
                    "Most bytes that wait for one slow reader before it is cut off")
         ->capture_default_str()
-        ->check(CLI::Range(1u, kMostBytes));
+        ->check(AnySize());
     app.add_option("--log-level", raw.logLevel, "Least level to log: error, warning, notice, info, debug")
         ->capture_default_str()
         ->check(CLI::IsMember(kLogLevels));
