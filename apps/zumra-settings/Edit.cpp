@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "settings/client/IBackend.h"
@@ -53,9 +54,10 @@ public:
     EditedFile& operator=(const EditedFile&) = delete;
 
     [[nodiscard]] const std::string& Path() const { return _path; }
-    [[nodiscard]] std::string Read() const {
+    /// Absent when an editor removed it.
+    [[nodiscard]] std::optional<std::string> Read() const {
         storage::SystemFileCalls calls;
-        return storage::ReadFile(calls, _path).value_or("");
+        return storage::ReadFile(calls, _path);
     }
     void Keep() { _kept = true; }
 
@@ -155,7 +157,11 @@ int Edit(Context& context, const std::set<std::string>& patterns) {
     EditedFile file(text);
     try {
         RunEditor(file.Path());
-        const std::string edited = file.Read();
+        const std::optional<std::string> left = file.Read();
+        if (!left) {
+            throw osa::Exception("nothing was changed, for the editor removed the text");
+        }
+        const std::string& edited = *left;
         if (edited == text) {
             context.Complain("nothing was changed");
             return kDone;
@@ -166,7 +172,8 @@ int Edit(Context& context, const std::set<std::string>& patterns) {
         WriteBack(context, read, Parse(edited));
         return kDone;
     } catch (const osa::Exception& error) {
-        if (file.Read() == text) {
+        const std::optional<std::string> left = file.Read();
+        if (!left || *left == text) {
             throw;
         }
         file.Keep();

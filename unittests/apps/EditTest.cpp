@@ -123,7 +123,11 @@ TEST_F(EditTest, ChangesNothingWhenTheEditorFailsOrLeavesNothing) {
     EXPECT_EQ(1, Edit("sed -i s/80/90/ \"$1\"; exit 1").status);
     EXPECT_EQ(1u, Left().size()) << "what was typed is not thrown away";
     EXPECT_EQ(1, Edit(": > \"$1\"").status);
-    EXPECT_EQ(1, Edit("rm \"$1\"").status);
+    const std::size_t left = Left().size();
+    const Result removed = Edit("rm \"$1\"");
+    EXPECT_EQ(1, removed.status);
+    EXPECT_EQ("zumra-settings: nothing was changed, for the editor removed the text\n", removed.err);
+    EXPECT_EQ(left, Left().size());
     EXPECT_EQ(before, All());
 }
 
