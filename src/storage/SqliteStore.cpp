@@ -119,11 +119,24 @@ int ReadNumber(const Database& database, const char* sql) {
     return statement.Step() ? statement.Number(0) : 0;
 }
 
+/// What a person put in by hand is of another type than what this writes, and would not be found by it.
+template <class Database>
+void TakeTextsAsBlobs(const Database& database) {
+    database.Run(
+        "BEGIN IMMEDIATE;"
+        "UPDATE OR REPLACE groups SET name = CAST(ifnull(name, '') AS BLOB) WHERE typeof(name) <> 'blob';"
+        "UPDATE OR REPLACE settings SET grp = CAST(ifnull(grp, '') AS BLOB), name = CAST(ifnull(name, '') AS "
+        "BLOB)"
+        " WHERE typeof(grp) <> 'blob' OR typeof(name) <> 'blob';"
+        "COMMIT;");
+}
+
 template <class Database>
 void CheckOrMakeTables(const Database& database) {
     const int application = ReadNumber(database, "PRAGMA application_id");
     const int version = ReadNumber(database, "PRAGMA user_version");
     if (application == kApplicationId && version == kVersion) {
+        TakeTextsAsBlobs(database);
         return;
     }
     if (application != 0 || version != 0 || ReadNumber(database, "SELECT count(*) FROM sqlite_master") != 0) {

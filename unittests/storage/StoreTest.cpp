@@ -265,6 +265,65 @@ TEST(SqliteStoreTest, LeavesOtherDatabasesAndFilesAlone) {
     EXPECT_EQ(5000u, std::filesystem::file_size(text));
 }
 
+void RunSql(const std::string& path, const std::string& sql) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &database));
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr))
+        << sqlite3_errmsg(database);
+    sqlite3_close(database);
+}
+
+TEST(SqliteStoreTest, TakesWhatAPersonPutInForItsOwn) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("settings");
+    core::IniFile document;
+    document["kept"]["x"] = "1";
+    Open("sqlite:" + path)->Save(document);
+    RunSql(
+        path,
+        "INSERT INTO groups VALUES('gone'); INSERT INTO groups VALUES(7); INSERT INTO groups VALUES('kept');"
+        "INSERT INTO settings VALUES('gone', 'x', 'text'); INSERT INTO settings VALUES('kept', 'x', 'two');"
+        "INSERT INTO settings VALUES('new', 'x', 3)");
+    document = Open("sqlite:" + path)->Load();
+    EXPECT_EQ(document.SaveToString(), "[7]\n\n[gone]\nx = text\n\n[kept]\nx = two\n\n[new]\nx = 3\n\n");
+    document.EraseGroup("gone");
+    document.EraseGroup("7");
+    document["kept"]["x"] = "3";
+    Open("sqlite:" + path)->Save(document);
+    EXPECT_EQ(Open("sqlite:" + path)->Load(), document);
+}
+
+TEST(SqliteStoreTest, RefusesOrUsesTablesOfAnyShape) {
+    const std::string tables[] = {
+        "DROP TABLE groups",
+        "DROP TABLE settings",
+        "DROP TABLE settings; CREATE TABLE settings(grp, name)",
+        "DROP TABLE settings; CREATE TABLE settings(grp, name, value); INSERT INTO settings VALUES(NULL, "
+        "NULL, NULL)",
+        "DROP TABLE settings; CREATE TABLE settings(grp INTEGER, name REAL, value TEXT, extra)",
+        "DROP TABLE groups; CREATE VIEW groups AS SELECT zeroblob(9) AS name",
+        "DROP TABLE groups; CREATE TABLE groups(name CHECK(name <> 'new')); INSERT INTO groups VALUES(1.5)",
+        "CREATE TRIGGER t BEFORE INSERT ON settings BEGIN SELECT RAISE(ABORT, 'no'); END",
+    };
+    for (const std::string& sql : tables) {
+        SCOPED_TRACE(sql);
+        const TemporaryDirectory directory;
+        const std::string path = directory.File("settings");
+        (void)Open("sqlite:" + path);
+        RunSql(path, sql);
+        core::IniFile document;
+        document["new"]["x"] = "1";
+        try {
+            const auto store = Open("sqlite:" + path);
+            (void)store->Load();
+            store->Save(document);
+            EXPECT_EQ(store->Load(), document);
+        } catch (const osa::Exception& error) {
+            EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
+        }
+    }
+}
+
 TEST(OpenStoreTest, TakesAPlainPathForAnIniFile) {
     const TemporaryDirectory directory;
     core::IniFile document;
