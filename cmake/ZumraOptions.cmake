@@ -43,3 +43,8 @@ if(ZUMRA_SANITIZE)
     add_compile_options(-fsanitize=${ZUMRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${ZUMRA_SANITIZE})
 endif()
+if(ZUMRA_COVERAGE)
+    # Threads count at the same time.
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()

@@ -29,6 +29,13 @@ expect "an unknown argument is rejected" 2 $?
 expect "and named" "test: unknown argument 'quickly'" "$(head -n 1 <<<"$answer")"
 expect "help is on standard output" "scripts/test quick" "$("$project/scripts/test" --help | grep -o 'scripts/test quick')"
 
+answer=$("$project/scripts/coverage" quickly 2>&1 >/dev/null)
+expect "an unknown argument of coverage is rejected" 2 $?
+expect "and named" "coverage: unknown argument 'quickly'" "$(head -n 1 <<<"$answer")"
+answer=$("$project/scripts/soak" long 2>&1 >/dev/null)
+expect "a time that is none is rejected" 2 $?
+expect "and named" "soak: expected a number of seconds and a rate, got 'long'" "$(head -n 1 <<<"$answer")"
+
 # From elsewhere, with a shell that looks for folders elsewhere, and by a link.
 link=$(mktemp -d)
 ln -s "$project/scripts/test" "$link/test"
