@@ -1,6 +1,8 @@
 #include "zumra-settings/CommandLine.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <ostream>
@@ -91,15 +93,19 @@ public:
             return Store().Client();
         }
         if (_client == nullptr) {
-            _client = Connect(_context.socket);
+            _client = Connect(_context.socket, Silence());
         }
         return *_client;
     }
     core::IniFile Report(const std::string& name) {
-        return _program.options.store.uri.empty() ? AskReport(_context.socket, name) : Store().Defaults();
+        return _program.options.store.uri.empty() ? AskReport(_context.socket, name, Silence())
+                                                  : Store().Defaults();
     }
 
 private:
+    [[nodiscard]] std::chrono::milliseconds Silence() const {
+        return std::chrono::milliseconds(std::llround(_program.options.timeout * 1000));
+    }
     LocalStore& Store() {
         if (!_store) {
             _store.emplace(_program.options.store, _program.verb->onlyReads,

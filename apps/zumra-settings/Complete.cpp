@@ -1,5 +1,6 @@
 #include "zumra-settings/Complete.h"
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -82,6 +83,9 @@ private:
     const Program& _program;
 };
 
+/// Who types waits no longer for names that a server may have.
+constexpr std::chrono::milliseconds kSilence{2000};
+
 /// Where names are read from: as the line says, otherwise from the server that is asked when it says nothing.
 class Source {
 public:
@@ -91,7 +95,7 @@ public:
                                        before.Value("restricted")};
             _store = std::make_unique<LocalStore>(sources, true, [](const std::string&) {});
         } else {
-            _client = Connect(before.Value("socket").value_or(DefaultSocket()));
+            _client = Connect(before.Value("socket").value_or(DefaultSocket()), kSilence);
         }
     }
     [[nodiscard]] const settings::ZumraSettingsClient& Client() const {

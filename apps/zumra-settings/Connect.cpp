@@ -1,6 +1,7 @@
 #include "zumra-settings/Connect.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <array>
 #include <cerrno>
@@ -28,6 +29,16 @@ FileDescriptor Open(const std::string& socket) {
     throw NoServer{"no server at '" + Visible(socket) + "': " + reason};
 }
 
+void LimitSilence(const FileDescriptor& descriptor, std::chrono::milliseconds silence) {
+    timeval limit{};
+    limit.tv_sec = static_cast<decltype(limit.tv_sec)>(silence.count() / 1000);
+    limit.tv_usec = static_cast<decltype(limit.tv_usec)>(silence.count() % 1000 * 1000);
+    if (::setsockopt(descriptor.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0) {
+        throw osa::Exception("cannot limit the time to wait for an answer: " +
+                             std::generic_category().message(errno));
+    }
+}
+
 /// What stands between the first and the last line of a reply.
 std::string Content(const std::string& reply) {
     constexpr std::string_view kHead = "data\n";
@@ -49,10 +60,12 @@ std::string DefaultSocket() {
     return settings::ZumraSettingsClient::DefaultSocketPath();
 }
 
-std::unique_ptr<settings::ZumraSettingsClient> Connect(const std::string& socket) {
+std::unique_ptr<settings::ZumraSettingsClient> Connect(const std::string& socket,
+                                                       std::chrono::milliseconds silence) {
     settings::ZumraSettingsClient::RemoteOptions options;
     options.socketPath = socket;
     options.patience = {};
+    options.silence = silence;
     auto client = std::make_unique<settings::ZumraSettingsClient>(options);
     try {
         client->Sync();
@@ -62,8 +75,10 @@ std::unique_ptr<settings::ZumraSettingsClient> Connect(const std::string& socket
     return client;
 }
 
-core::IniFile AskReport(const std::string& socket, const std::string& name) {
+core::IniFile AskReport(const std::string& socket, const std::string& name,
+                        std::chrono::milliseconds silence) {
     const FileDescriptor descriptor = Open(socket);
+    LimitSilence(descriptor, silence);
     const std::string request = name + "\n";
     if (::send(descriptor.Get(), request.data(), request.size(), MSG_NOSIGNAL) < 0 ||
         ::shutdown(descriptor.Get(), SHUT_WR) != 0) {
@@ -74,7 +89,7 @@ core::IniFile AskReport(const std::string& socket, const std::string& name) {
     for (ssize_t got = 1; got > 0;) {
         got = ::recv(descriptor.Get(), block.data(), block.size(), 0);
         if (got < 0) {
-            Fail(socket, std::generic_category().message(errno));
+            Fail(socket, errno == EAGAIN ? "it does not answer" : std::generic_category().message(errno));
         }
         reply.append(block.data(), static_cast<std::size_t>(got));
     }

@@ -63,6 +63,10 @@ Program::Program() : app("Shows and changes the settings of a device.", "zumra-s
     app.add_option(
         "-s,--socket", options.socket,
         "The server's socket; otherwise $ZUMRA_SETTINGS_SOCKET, the user's own server, the system's");
+    app.add_option("-t,--timeout", options.timeout,
+                   "How many seconds the server may be silent while it owes an answer")
+        ->capture_default_str()
+        ->check(CLI::Range(0.001, 86400.0));
     AddStoreOptions(app, options.store);
     app.add_option("-f,--form", options.form,
                    "How results are written and documents read: people, ini, json, nul")

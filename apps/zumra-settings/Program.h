@@ -12,6 +12,7 @@ namespace zumra::cli {
 /// What is said before or behind the verb.
 struct Options {
     std::string socket;
+    double timeout = 30;  ///< seconds
     /// The server is asked when there is none named.
     StoreSources store;
     std::string form = "people";

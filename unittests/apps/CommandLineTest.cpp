@@ -1,4 +1,8 @@
 // The real command line against the real daemon.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <thread>
 
 #include "apps/CommandLineFixture.h"
@@ -233,6 +237,26 @@ TEST_F(CommandLineTest, ShowsHelpWithAnExampleForEveryVerb) {
             << verb;
     }
     EXPECT_EQ(0u, Out("--version").find("zumra-settings "));
+}
+
+TEST_F(CommandLineTest, GivesUpOnASilentServer) {
+    const std::string path = _directory.File("silent");
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.copy(address.sun_path, sizeof address.sun_path - 1), sizeof address.sun_path - 1);
+    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    ASSERT_EQ(0, ::listen(listener, 16));
+    for (const std::string verb : {"stats", "clients", "diff", "ping", "get x", "flush"}) {
+        const Result silent = Run("--timeout 0.05 --socket '" + path + "' " + verb);
+        EXPECT_EQ(4, silent.status) << verb;
+        EXPECT_NE(std::string::npos, silent.err.find("not answer")) << verb << ": " << silent.err;
+    }
+    EXPECT_EQ(0, ::close(listener));
+    EXPECT_EQ(2, Run("--timeout 0 ping").status);
+    EXPECT_EQ(2, Run("--timeout -1 ping").status);
+    EXPECT_EQ(2, Run("--timeout soon ping").status);
+    EXPECT_EQ("", Run("--timeout 86400 ping").err);
 }
 
 TEST_F(CommandLineTest, SaysWhenThereIsNoServer) {
