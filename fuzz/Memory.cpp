@@ -42,7 +42,15 @@ void GiveBack(std::size_t size) noexcept {
 #ifdef ZUMRA_FUZZ_ALLOCATOR_HOOKS
 
 // The sanitizer's own operators stay, with all that they check.
+#if __has_include(<sanitizer/allocator_interface.h>)
 #include <sanitizer/allocator_interface.h>
+#else  // the compiler brings the library without its header
+extern "C" {
+std::size_t __sanitizer_get_allocated_size(const volatile void* memory);
+int __sanitizer_install_malloc_and_free_hooks(void (*taken)(const volatile void*, std::size_t),
+                                              void (*givenBack)(const volatile void*));
+}
+#endif
 
 namespace {
 
