@@ -181,6 +181,8 @@ public:
 private:
     void BecomeRunner() {
         _interruptions.reset();
+        // At a signal that comes before its first check, Check kills its own process group.
+        setpgid(0, 0);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         check::BecomeRunner();
         journal.Open(_journal);
