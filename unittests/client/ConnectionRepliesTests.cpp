@@ -4,6 +4,7 @@
 #include "client/ScriptedStream.h"
 #include "settings/client/connection/ConnectionBackend.h"
 #include "support/Hostile.h"
+#include "support/Thrown.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings::client {
@@ -11,6 +12,7 @@ namespace {
 
 using test::KnownExchange;
 using test::ScriptedStream;
+using test::Thrown;
 
 constexpr std::size_t kWhole = 1000000;
 
@@ -20,17 +22,6 @@ std::unique_ptr<IBackend> Connect(const std::string& replies, std::size_t pieceS
     options.threads = false;
     options.messageLimit = limit;
     return MakeConnectionBackend(std::make_unique<ScriptedStream>(replies, pieceSize, sent), options);
-}
-
-/// What the call threw; fails when it did not.
-template <class Call>
-std::string Thrown(Call call) {
-    try {
-        call();
-    } catch (const osa::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
 }
 
 class KnownExchangeTests : public testing::TestWithParam<KnownExchange> {

@@ -6,6 +6,7 @@
 #include "client/Exchanges.h"
 #include "client/SocketServer.h"
 #include "settings/client/connection/ConnectionBackend.h"
+#include "support/Thrown.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings {
@@ -16,21 +17,12 @@ using std::chrono::milliseconds;
 using test::ListeningSocket;
 using test::PlayedConnection;
 using test::Recorder;
+using test::Thrown;
 
 constexpr milliseconds kNever = std::chrono::hours(24);
 const std::string kSilent = "connection lost: the server does not answer";
 const std::string kClosed = "connection lost: the server closed it";
 const std::string kUnknown = "; whether the request was carried out is not known";
-
-template <class Call>
-std::string Thrown(Call call) {
-    try {
-        call();
-    } catch (const osa::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
-}
 
 class RemoteHostileTests : public testing::Test {
 protected:

@@ -9,6 +9,7 @@
 #include "client/FailingThreads.h"
 #include "client/SocketServer.h"
 #include "settings/client/SocketPlace.h"
+#include "support/Thrown.h"
 #include "zumra/osa/Exception.h"
 #include "zumra/settings/IniWatcher.h"
 #include "zumra/settings/SettingsWatcher.h"
@@ -22,22 +23,13 @@ using std::chrono::milliseconds;
 using test::Document;
 using test::Recorder;
 using test::SocketServer;
+using test::Thrown;
 
 Client::RemoteOptions At(const std::string& path, milliseconds patience = milliseconds(60000)) {
     Client::RemoteOptions options;
     options.socketPath = path;
     options.patience = patience;
     return options;
-}
-
-template <class Call>
-std::string Thrown(Call call) {
-    try {
-        call();
-    } catch (const osa::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
 }
 
 class RemoteTests : public testing::Test {
