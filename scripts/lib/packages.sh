@@ -4,14 +4,16 @@
 
 # need_packages LIST...: sees to it that every package of the lists is installed; asks nothing, does nothing twice.
 need_packages() {
-    local wanted missing
-    mapfile -t wanted < <(list_packages "$@")
+    local list wanted missing
+    list=$(list_packages "$@") || die "the lists of packages could not be read: $*"
+    mapfile -t wanted <<<"$list"
     if ! command -v dpkg-query >/dev/null; then
         say "this is no Debian machine: going on with the tools that are here (wanted: ${wanted[*]})"
         return 0
     fi
-    mapfile -t missing < <(missing_packages "${wanted[@]}")
-    [ ${#missing[@]} -gt 0 ] || return 0
+    list=$(missing_packages "${wanted[@]}") || die "what is installed could not be told"
+    [ -n "$list" ] || return 0
+    mapfile -t missing <<<"$list"
     say "installing ${missing[*]}"
     install_packages "${missing[@]}" || die "could not be installed through apt-get: ${missing[*]}"
 }
@@ -27,7 +29,9 @@ list_packages() {
 missing_packages() {
     local native installed name
     native=$(dpkg --print-architecture)
-    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}:${Architecture}\n' "$@" 2>/dev/null | sed -n 's/^installed //p')
+    # Its status is that of a failure as soon as it knows one of the names not at all.
+    installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}:${Architecture}\n' "$@" 2>/dev/null || true)
+    installed=$(sed -n 's/^installed //p' <<<"$installed")
     for name in "$@"; do
         [[ $name == *:* ]] || name=$name:$native
         grep -qxF -e "$name" -e "${name%:*}:all" <<<"$installed" || echo "${name%":$native"}"

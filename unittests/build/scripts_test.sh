@@ -16,6 +16,12 @@ expect() {
 expect "nothing is missing of what is here" "" "$(missing_packages dpkg libc6 debconf)"
 expect "what is missing is named" "no-such-package no-such-package:armhf dpkg:armhf" \
     "$(missing_packages dpkg no-such-package no-such-package:armhf dpkg:armhf | xargs)"
+expect "so it is in a script that ends at the first failure" "no-such-package" \
+    "$(bash -c 'set -euo pipefail; . "$1/scripts/lib/packages.sh"; missing_packages dpkg no-such-package' - "$project")"
+answer=$(bash -c 'set -euo pipefail; project=$1; . "$1/scripts/lib/say.sh"; . "$1/scripts/lib/packages.sh"
+    list_packages() { printf "%s\n" dpkg no-such-package; }; install_packages() { echo "told to install $*"; }
+    need_packages build' - "$project" 2>/dev/null)
+expect "which is told to install it" "told to install no-such-package" "$answer"
 expect "a list is names alone" "g++ cmake ninja-build pkg-config check" "$(list_packages build | xargs)"
 
 as_root() { return 1; }
