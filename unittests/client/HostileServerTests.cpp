@@ -9,12 +9,13 @@
 #include "settings/client/connection/ConnectionBackend.h"
 #include "settings/client/connection/SocketStream.h"
 #include "support/Hostile.h"
-#include "zumra/osa/Exception.h"
+#include "support/Thrown.h"
 
 namespace zumra::settings::client {
 namespace {
 
 using test::Recorder;
+using test::Thrown;
 
 /// The other end of a client with threads of its own, played by the test.
 class PlayedServer {
@@ -50,13 +51,9 @@ private:
 
 const std::string kNotification = "async change\na\n.\n[a]\nx = 1\n\n.\n";
 
-std::string Thrown(ZumraSettingsClient& client) {
-    try {
-        client.Sync();
-    } catch (const osa::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
+/// What the server's doing makes a call throw.
+std::string SyncError(ZumraSettingsClient& client) {
+    return Thrown([&client] { client.Sync(); });
 }
 
 TEST(HostileServerTests, ServerThatClosesWithinANotification) {
@@ -66,7 +63,7 @@ TEST(HostileServerTests, ServerThatClosesWithinANotification) {
         server.Subscribe(callback);
         server.Say(kNotification.substr(0, size));
         server.Close();
-        EXPECT_EQ(Thrown(server.Client()).substr(0, 15), "connection lost") << size;
+        EXPECT_EQ(SyncError(server.Client()).substr(0, 15), "connection lost") << size;
         EXPECT_NO_THROW(server.Client().UnSubscribe(&callback));
         EXPECT_EQ(callback.Count(), 0U);
     }
@@ -92,7 +89,7 @@ TEST(HostileServerTests, GarbledNotificationsDoNoHarm) {
             garbled[at] = byte;
             server.Say(garbled);
             server.Close();
-            EXPECT_NE(Thrown(server.Client()), "nothing was thrown");
+            EXPECT_NE(SyncError(server.Client()), "nothing was thrown");
         }
     }
 }
@@ -103,7 +100,7 @@ TEST(HostileServerTests, NonsenseBetweenRepliesEndsTheConnection) {
     server.Subscribe(callback);
     server.Say("nonsense\n");
     // Who finds it: the reader in the background, or the call that comes before it.
-    const std::string error = Thrown(server.Client());
+    const std::string error = SyncError(server.Client());
     EXPECT_TRUE(error == "protocol error: expected 'async change' but got 'nonsense'" ||
                 error == "protocol error: expected 'synced' but got 'nonsense'")
         << error;
@@ -114,11 +111,7 @@ TEST(HostileServerTests, NonsenseBetweenRepliesEndsTheConnection) {
 void SubscribeTwiceRefusedOnce(PlayedServer& server, Recorder& callback) {
     std::string error;
     std::thread refused([&] {
-        try {
-            server.Client().Subscribe(&callback, std::set<std::string>{"a", "secret"});
-        } catch (const osa::Exception& e) {
-            error = e.what();
-        }
+        error = Thrown([&] { server.Client().Subscribe(&callback, std::set<std::string>{"a", "secret"}); });
     });
     server.AwaitLine("sync");
     std::thread accepted([&] { server.Client().Subscribe(&callback, "a"); });
@@ -157,7 +150,7 @@ TEST(HostileServerTests, CallsOfManyThreadsFailWhenTheServerGoes) {
         std::vector<std::thread> threads;
         for (int j = 0; j < 8; ++j) {
             threads.emplace_back(
-                [&] { failed += Thrown(server.Client()).substr(0, 15) == "connection lost" ? 1 : 0; });
+                [&] { failed += SyncError(server.Client()).substr(0, 15) == "connection lost" ? 1 : 0; });
         }
         server.AwaitLine("sync");
         server.Close();
@@ -175,12 +168,8 @@ TEST(HostileServerTests, LastWordsOfAServerThatStopsReadingAreHeard) {
         server.Say("error\ntoo much\n");
         server.Close();
     });
-    std::string error;
-    try {
-        server.Client().SetValue("[a]x", std::string(std::size_t{16} << 20, 'x'));
-    } catch (const osa::Exception& e) {
-        error = e.what();
-    }
+    const std::string error =
+        Thrown([&] { server.Client().SetValue("[a]x", std::string(std::size_t{16} << 20, 'x')); });
     other.join();
     EXPECT_EQ(error, "too much");
 }
@@ -199,7 +188,7 @@ TEST(HostileServerTests, CallbacksThatAreTooSlowEndTheConnection) {
     server.Say(kNotification);
     inside.Wait();
     std::string error;
-    std::thread other([&] { error = Thrown(server.Client()); });
+    std::thread other([&] { error = SyncError(server.Client()); });
     server.AwaitLine("sync");
     std::string flood;
     for (int i = 0; i < 100; ++i) {

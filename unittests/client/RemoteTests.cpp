@@ -185,6 +185,26 @@ TEST_F(RemoteTests, SubscriptionsLiveOnAfterALoss) {
     EXPECT_EQ(gone.Count(), 0U);
 }
 
+/// What is still wanted in another way stays known, or it would be told anew.
+TEST_F(RemoteTests, GroupStaysKnownWhenOneOfTheWaysToWantItGoes) {
+    Recorder byName;
+    Recorder byPattern;
+    Recorder byBoth;
+    Client client(At(_server.Path()));
+    client.Subscribe(&byName, "a");
+    client.Subscribe(&byPattern, "b*");
+    client.Subscribe(&byBoth, Strings{"*", "b"});
+    client.UnSubscribe(&byBoth);
+    _server.Stop();
+    _server.Store().SetValue("b2", "x", "1");
+    _server.Start();
+    test::Drain(client);
+    EXPECT_EQ(byName.Count(), 0U) << "nothing differs";
+    ASSERT_EQ(byPattern.Count(), 1U);
+    EXPECT_EQ(byPattern.Calls()[0].changed, Strings{"b2"});
+    EXPECT_EQ(byBoth.Count(), 0U);
+}
+
 TEST_F(RemoteTests, WatchersAreToldWhatDiffersAndNothingElse) {
     Client client(At(_server.Path()));
     core::IniFile document;

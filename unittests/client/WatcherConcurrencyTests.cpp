@@ -1,18 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <future>
 #include <memory>
-#include <random>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "client/Callbacks.h"
-#include "client/EveryMode.h"
+#include "client/ConcurrentChanges.h"
 #include "settings/client/InProcessServer.h"
-#include "zumra/settings/IChangeCallback.h"
 #include "zumra/settings/IniWatcher.h"
 #include "zumra/settings/SettingsWatcher.h"
 
@@ -21,70 +15,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-#ifdef __SANITIZE_THREAD__
-constexpr int kRounds = 150;
-#else
-constexpr int kRounds = 500;
-#endif
-
-class WatcherConcurrencyTests : public EveryMode {
-protected:
-    ~WatcherConcurrencyTests() override { JoinAll(); }
-
-    template <class Function>
-    void Start(Function function) {
-        ++_running;
-        _threads.emplace_back([this, function] {
-            function();
-            --_running;
-        });
-    }
-    bool Running() const { return _running > 0; }
-    void JoinAll() {
-        for (auto& thread : _threads) {
-            thread.join();
-        }
-        _threads.clear();
-    }
-    core::IniFile All() const {
-        core::IniFile all;
-        _client.GetSettings("*", all);
-        return all;
-    }
-
-    /// Random changes; the groups "pair/1" and "pair/2" always change together.
-    void ChangeAtRandom(unsigned seed) {
-        std::mt19937 random(seed);
-        for (int i = 0; i < kRounds; ++i) {
-            const std::string group = "random/" + std::to_string(random() % 5);
-            const std::string value = std::to_string(random() % 100);
-            switch (random() % 6) {
-                case 0:
-                    _client.EraseGroups(random() % 10 == 0 ? "random/*" : group);
-                    break;
-                case 1:
-                    _client.OverwriteSettings(group, OneSetting(group, "y", value));
-                    break;
-                case 2:
-                    _client.EraseValue("[" + group + "]x");
-                    break;
-                case 3:
-                    _client.SetValue("[" + group + "]x", value);
-                    break;
-                default:
-                    core::IniFile pair = OneSetting("pair/1", "x", value);
-                    pair["pair/2"]["x"] = value;
-                    _client.MergeSettings(pair);
-            }
-        }
-    }
-
-    ZumraSettingsClient _client{GetParam()};
-
-private:
-    std::atomic<int> _running{0};
-    std::vector<std::thread> _threads;
-};
+using WatcherConcurrencyTests = ConcurrentChanges;
 
 ZUMRA_INSTANTIATE_IN_EVERY_MODE(WatcherConcurrencyTests);
 
@@ -285,134 +216,6 @@ TEST_P(WatcherConcurrencyTests, AnEventLoopMissesNoChangeAndNeedsNoTimer) {
     JoinAll();
     EXPECT_FALSE(documents.Update());
     EXPECT_FALSE(variables.UpdateSettings());
-}
-
-/// Makes watchers in one call and destroys them in the next.
-class WatchingCallback final : public IChangeCallback {
-public:
-    explicit WatchingCallback(ZumraSettingsClient& client) : _client(client) {}
-
-    void SettingsChanged(const std::set<std::string>& /*changedGroups*/,
-                         const core::IniFile& /*data*/) override {
-        _documents.reset();
-        _variables.reset();
-        document.Clear();
-        _documents = std::make_unique<IniWatcher>(&_client, &document);
-        _documents->AddPattern("*");
-        EXPECT_TRUE(_documents->Update());
-        EXPECT_EQ(document.GetValue("pair/1", "x"), document.GetValue("pair/2", "x"));
-        _variables = std::make_unique<SettingsWatcher>(&_client);
-        _variables->AddSetting("pair/1", "x", &number);
-        EXPECT_TRUE(_variables->UpdateSettings());
-        called.Set();
-    }
-    void Update() {
-        _documents->Update();
-        _variables->UpdateSettings();
-    }
-
-    core::IniFile document;
-    int number = 0;
-    test::Event called;
-
-private:
-    ZumraSettingsClient& _client;
-    std::unique_ptr<IniWatcher> _documents;
-    std::unique_ptr<SettingsWatcher> _variables;
-};
-
-TEST_P(WatcherConcurrencyTests, CallbacksMayMakeAndDestroyWatchers) {
-    WatchingCallback first(_client);
-    WatchingCallback second(_client);
-    _client.Subscribe(&first, "random/*");
-    _client.Subscribe(&second, "pair/*");
-    Start([this] { ChangeAtRandom(9); });
-    Start([this] { ChangeAtRandom(10); });
-    JoinAll();
-    for (WatchingCallback* callback : {&first, &second}) {
-        callback->called.Wait();
-        _client.UnSubscribe(callback);
-        callback->Update();
-        EXPECT_EQ(callback->document, All());
-        EXPECT_EQ(std::to_string(callback->number), All().GetValue("pair/1", "x"));
-    }
-}
-
-/// Does with the watchers what a program's callback might.
-class UsingCallback final : public IChangeCallback {
-public:
-    UsingCallback(IniWatcher& documents, SettingsWatcher& variables)
-        : _documents(documents), _variables(variables) {}
-
-    void SettingsChanged(const std::set<std::string>& /*changedGroups*/,
-                         const core::IniFile& /*data*/) override {
-        _documents.Update();
-        _documents.TryUpdate();
-        _variables.UpdateSettings();
-        _documents.AddPattern("later" + std::to_string(++_calls % 3));
-        called.Set();
-    }
-
-    test::Event called;
-
-private:
-    std::atomic<int> _calls{0};
-    IniWatcher& _documents;
-    SettingsWatcher& _variables;
-};
-
-TEST_P(WatcherConcurrencyTests, ACallbackMayUseTheWatchers) {
-    core::IniFile document;
-    IniWatcher documents(&_client, &document);
-    documents.AddPattern("random/*");
-    int number = 0;
-    SettingsWatcher variables(&_client);
-    variables.AddSetting("pair/1", "x", &number);
-    UsingCallback callback(documents, variables);
-    _client.Subscribe(&callback, "*");
-    Start([this] { ChangeAtRandom(8); });
-    while (Running()) {
-        documents.Update();
-        variables.UpdateSettings();
-    }
-    JoinAll();
-    callback.called.Wait();
-    _client.UnSubscribe(&callback);
-    documents.AddPattern("*");
-    documents.Update();
-    variables.UpdateSettings();
-    EXPECT_EQ(document, All());
-    EXPECT_EQ(std::to_string(number), document.GetValue("pair/1", "x"));
-}
-
-TEST_P(WatcherConcurrencyTests, AnUpdateMayRunACallbackThatUpdates) {
-    const client::InProcessServer server;
-    ZumraSettingsClient reader(server.Connect(GetParam()));
-    ZumraSettingsClient writer(server.Connect(GetParam()));
-    core::IniFile document;
-    IniWatcher documents(&reader, &document);
-    documents.AddPattern("a");
-    documents.Update();
-    int number = 0;
-    SettingsWatcher variables(&reader);
-    variables.AddSetting("a", "x", &number);
-    variables.UpdateSettings();
-    UsingCallback callback(documents, variables);
-    reader.Subscribe(&callback, "a");
-    for (int round = 1; round <= 20; ++round) {
-        writer.SetValue("[a]x", std::to_string(round));
-        if (round % 2 == 0) {
-            documents.Update();
-        } else {
-            variables.UpdateSettings();
-        }
-    }
-    callback.called.Wait();
-    reader.UnSubscribe(&callback);
-    documents.Update();
-    variables.UpdateSettings();
-    EXPECT_EQ(document.GetValue("a", "x"), "20");
-    EXPECT_EQ(number, 20);
 }
 
 }  // namespace
