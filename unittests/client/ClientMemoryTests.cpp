@@ -103,7 +103,7 @@ private:
         // That a callback cannot be told for want of memory is reported; here nobody looks.
         Try("set a handler", [this] { _client->SetCallbackErrorHandler([](const std::exception_ptr&) {}); });
         Set(_values[1]);
-        Try("subscribe", [this] { _client->Subscribe(&_told, {_group, "x*"}); });
+        Try("subscribe", [this] { _client->Subscribe(&_told, {_group, _other, "x*", "y*"}); });
         Try("watch", [this] {
             _watcher = std::make_unique<SettingsWatcher>(_client.get());
             _watcher->AddSetting(_group, _name, &_watched);
@@ -181,6 +181,7 @@ private:
     const Client::OperationMode _mode;
     InProcessServer _server{Document("[default]\nx=1\n")};
     const std::string _group = Long("group");
+    const std::string _other = Long("other");
     const std::string _name = Long("name");
     const std::string _locator = "[" + _group + "]" + _name;
     const std::vector<std::string> _values{"", Long("1"), Long("2"), Long("3")};
