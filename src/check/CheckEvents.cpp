@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 
 #include "check/ColoredReport.h"
 #include "check/Journal.h"
+#include "check/StandardStreams.h"
 #include "zumra/check/Runner.h"
 
 // Check has no operation to follow a run with. What its runner calls for its reports, it calls by way of
@@ -123,11 +125,14 @@ void __wrap_srunner_end_logging(SRunner* runner) {
     __real_srunner_end_logging(runner);
     isEndingLogs = false;
     journal.Write(Event::kFinished);
-    if (!hasLostLog)
-        return;
-    std::fprintf(stderr, "%s: cannot write all of the XML log '%s'\n", program_invocation_short_name,
-                 path.c_str());
-    std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): the runner has one thread
+    try {
+        RequireWrittenOutput();
+        if (hasLostLog)
+            throw std::runtime_error("cannot write all of the XML log '" + path + "'");
+    } catch (const std::runtime_error& e) {
+        std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, e.what());
+        std::exit(EXIT_FAILURE);  // NOLINT(concurrency-mt-unsafe): the runner has one thread
+    }
 }
 
 void __wrap_srunner_fprint(FILE* file, SRunner* runner, print_output mode) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "check/Options.h"
 
@@ -110,14 +109,6 @@ private:
     CommandLine _result;
 };
 
-/// Two reports in one file are none.
-void RequireDifferentFiles(const CommandLine& line) {
-    std::set<std::string> names;
-    for (const auto* path : {&line.xmlPath, &line.junitPath, &line.tapPath, &line.htmlPath})
-        if (*path && !names.insert(**path).second)
-            throw CommandLineError("two reports are to be written to " + Quoted(**path));
-}
-
 /// "  -q, --quiet                 the same as --print silent"
 std::string HelpLine(const Option& option) {
     std::string names = option.shortName.empty() ? "    " : std::string(option.shortName) + ", ";
@@ -131,9 +122,7 @@ std::string HelpLine(const Option& option) {
 }  // namespace
 
 CommandLine ParseCommandLine(const Names& arguments, const std::optional<Names>& knownSuites) {
-    CommandLine line = Parser(arguments, knownSuites).Parse();
-    RequireDifferentFiles(line);
-    return line;
+    return Parser(arguments, knownSuites).Parse();
 }
 
 std::string HelpText(std::string_view program) {
@@ -150,7 +139,9 @@ std::string HelpText(std::string_view program) {
         "\nFILE may be - for standard output. Reports other than Check's XML log are written when the "
         "program\n";
     text += "ends, also where a check has ended it.\n";
-    text += "\nStatus: 0 when every check that ran passed, 1 when one failed or the command line is wrong.\n";
+    text +=
+        "\nStatus: 0 when every check that ran passed, 1 when one failed, the command line is wrong, or a\n";
+    text += "report cannot be written.\n";
     text += "Where Check itself cannot go on (no temporary file, no process to be had) the status is 2.\n";
     return text;
 }

@@ -1,11 +1,13 @@
 #include "check/ReportFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 #include "check/CommandLine.h"
@@ -20,6 +22,19 @@ std::filesystem::path FollowLinks(std::filesystem::path path) {
     for (int links = 0; links < 40 && std::filesystem::is_symlink(path, error); ++links)
         path = path.parent_path() / std::filesystem::read_symlink(path, error);
     return path;
+}
+
+/// The same for all names of a file, whether it is there or not.
+std::filesystem::path OneName(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::absolute(FollowLinks(path), error);
+    const std::filesystem::path name = std::filesystem::weakly_canonical(target, error);
+    return error ? std::filesystem::path(path) : name;
+}
+
+bool IsPipe(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 std::string CannotWrite(const ReportFile& file, int error) {
@@ -39,9 +54,11 @@ bool WriteAll(int descriptor, std::string_view content) {
 }
 
 bool WriteFile(const std::string& path, std::string_view content) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // Non-blocking as far as a pipe is concerned whose reader has gone.
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, 0666);
     if (descriptor < 0)
         return false;
+    fcntl(descriptor, F_SETFL, 0);
     const bool isWritten = WriteAll(descriptor, content);
     const int error = errno;
     if (close(descriptor) != 0)
@@ -51,6 +68,13 @@ bool WriteFile(const std::string& path, std::string_view content) {
 }
 
 }  // namespace
+
+void RequireDifferent(const std::vector<ReportFile>& files) {
+    std::set<std::filesystem::path> names;
+    for (const ReportFile& file : files)
+        if (!names.insert(file.path == "-" ? "-" : OneName(file.path)).second)
+            throw CommandLineError("two reports are to be written to '" + file.path + "'");
+}
 
 void RequireWritable(const ReportFile& file) {
     if (file.path == "-")
@@ -65,7 +89,8 @@ void RequireWritable(const ReportFile& file) {
     }
     if (descriptor < 0)
         throw CommandLineError(CannotWrite(file, errno));
-    close(descriptor);
+    if (!IsPipe(descriptor))
+        close(descriptor);
 }
 
 void Write(const ReportFile& file, std::string_view content) {

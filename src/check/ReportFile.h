@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zumra::check {
 
@@ -12,8 +13,12 @@ struct ReportFile {
     std::string path;
 };
 
+/// Throws `CommandLineError` when two reports are to be written to one file, however it is called.
+void RequireDifferent(const std::vector<ReportFile>& files);
+
 /// Throws `CommandLineError` when no report can be written to the file, without leaving a trace there: it
-/// would be known only after the run.
+/// would be known only after the run. A pipe is kept open until the program ends, so that who reads it waits
+/// for the report.
 void RequireWritable(const ReportFile& file);
 
 /// Makes `content` the file's content. Throws `std::runtime_error` when not all of it could be written.

@@ -11,6 +11,7 @@
 #include "check/JudgedLibraries.h"
 #include "check/Registry.h"
 #include "check/Reports.h"
+#include "check/StandardStreams.h"
 #include "check/SuiteContent.h"
 #include "check/Supervisor.h"
 
@@ -63,7 +64,9 @@ CommandLine Read(int argc, char** argv) {
     zumra::check::RequireSelectedChecks(commandLine.selection, __zu_check_suites);
     if (commandLine.answer == CommandLine::Answer::kRun)
         zumra::check::RequireSameMajorVersion(zumra::check::JudgedLibraries(), ZUMRA_VERSION);
-    for (const zumra::check::ReportFile& file : zumra::check::ReportFiles(commandLine))
+    const std::vector<zumra::check::ReportFile> files = zumra::check::ReportFiles(commandLine);
+    zumra::check::RequireDifferent(files);
+    for (const zumra::check::ReportFile& file : files)
         zumra::check::RequireWritable(file);
     return commandLine;
 }
@@ -103,12 +106,15 @@ void Fill(zu_check_cfg& cfg, std::unique_ptr<zu_check_selection> selection) {
 
 int __zu_check_parse_cmdline(int argc, char** argv, zu_check_cfg* cfg, void* /*reserved*/) {
     const std::string program(ProgramName(argc, argv));
+    zumra::check::OccupyStandardDescriptors();
     try {
         CommandLine commandLine = Read(argc, argv);
         IgnoreEnvironment();
         std::fputs(zumra::check::Answer(commandLine, program, __zu_check_suites).c_str(), stdout);
         if (commandLine.answer == CommandLine::Answer::kRun)
             Prepare(commandLine, program);
+        else
+            zumra::check::RequireWrittenOutput();
         Fill(*cfg, std::make_unique<zu_check_selection>(zu_check_selection{std::move(commandLine)}));
         return 1;
     } catch (const std::exception& e) {

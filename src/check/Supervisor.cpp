@@ -20,6 +20,7 @@
 #include "check/Results.h"
 #include "check/RunInfo.h"
 #include "check/RunningCheck.h"
+#include "check/StandardStreams.h"
 
 namespace zumra::check {
 
@@ -127,7 +128,7 @@ public:
             return true;
         if (interruption != 0 || _results.Checks().empty())
             return false;
-        if (_commandLine.untilFail && _status != 0)
+        if ((_commandLine.untilFail || _commandLine.failFast) && _status != 0)
             return false;
         const bool isEndless = _commandLine.untilFail && !_commandLine.repeat;
         return isEndless || _results.Rounds() < _commandLine.repeat.value_or(1);
@@ -166,6 +167,7 @@ public:
     [[noreturn]] void End() {
         try {
             WriteReports();
+            RequireWrittenOutput();
         } catch (const std::exception& e) {
             std::fprintf(stderr, "%s: %s\n", _program.c_str(), e.what());
             _status = _status == 0 ? EXIT_FAILURE : _status;
@@ -181,8 +183,6 @@ public:
 private:
     void BecomeRunner() {
         _interruptions.reset();
-        // At a signal that comes before its first check, Check kills its own process group.
-        setpgid(0, 0);
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         check::BecomeRunner();
         journal.Open(_journal);

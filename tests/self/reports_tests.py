@@ -2,12 +2,14 @@
 
 reports_tests.py [EMULATOR...] PROGRAM: the program of the checks that fail on purpose.
 """
+import fcntl
 import os
 import re
 import signal
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 import xml.etree.ElementTree
 
@@ -196,6 +198,11 @@ class Rounds(unittest.TestCase):
                 counts = xml.etree.ElementTree.parse(junit).getroot().attrib
                 self.assertEqual([counts[name] for name in ("tests", "failures", "skipped")], ["18", "1", "15"])
 
+    def test_fail_fast_ends_the_rounds_too(self):
+        result = run("--fail-fast", "--repeat", "3", "FormTests")
+        self.assertEqual(re.findall("^Round .*$", result.stdout, re.MULTILINE), ["Round 1 of 3"])
+        self.assertEqual(len(self.totals(run("--fail-fast", "--repeat", "3", "EmptyTests").stdout)), 3)
+
     def test_timeout_multiplier_beats_the_environment(self):
         result = run("--timeout-multiplier", "0.25", "HangTests", "-v", CK_TIMEOUT_MULTIPLIER="1000")
         self.assertIn("Test timeout expired", result.stdout)
@@ -236,6 +243,54 @@ class Colors(unittest.TestCase):
         self.assertIn(b"\x1b", output(TERM="xterm", NO_COLOR=""))
         self.assertNotIn(b"\x1b", output(TERM="dumb"))
         self.assertNotIn(b"\x1b", output())
+
+
+class Outputs(unittest.TestCase):
+    """Standard output that takes nothing, and a terminal that takes it from the foreground alone."""
+
+    def run_into(self, redirection, *arguments):
+        """With what the shell does to the output. Nothing may be mistaken for the output that is not there."""
+        return subprocess.run(["sh", "-c", f'exec "$@" {redirection}', "sh", *PROGRAM, *arguments], capture_output=True,
+                              text=True, timeout=300, check=False, env={**os.environ, **HURRY})
+
+    def test_output_that_cannot_be_written(self):
+        report = ["EmptyTests"], ["--no-fork", "EmptyTests"], ["-q", "--xml", "-", "EmptyTests"], ["--repeat", "2", "EmptyTests"]
+        for arguments in *report, ["--list"], ["--help"], ["--version"], ["-q", "--durations", "1", "EmptyTests"]:
+            for redirection, reason in (">/dev/full", "No space left on device"), (">&-", "Bad file descriptor"):
+                with self.subTest(arguments=arguments, redirection=redirection):
+                    result = self.run_into(redirection, *arguments)
+                    self.assertRegex(result.stderr, rf"^({NAME}: cannot write all to standard output(: {reason})?\n)+$")
+                    self.assertEqual(result.returncode, 1)
+
+    def test_closed_descriptors_become_no_others(self):
+        with tempfile.TemporaryDirectory() as folder:
+            files = ["--xml", folder + "/x.xml", "--junit", folder + "/j.xml", "--html", folder + "/p.html"]
+            for redirection in ">&-", "<&- >&- 2>&-":
+                for mode in "--fork", "--no-fork":
+                    with self.subTest(redirection=redirection, mode=mode):
+                        self.run_into(redirection, mode, *files, "EqualityTests")
+                        counts = xml.etree.ElementTree.parse(folder + "/j.xml").getroot().attrib
+                        self.assertEqual([counts[name] for name in ("tests", "failures", "skipped")], ["8", "6", "0"])
+                        self.assertEqual(len(list(xml.etree.ElementTree.parse(folder + "/x.xml").getroot().iter(
+                            "{http://check.sourceforge.net/ns}test"))), 8)
+        self.assertEqual(self.run_into(">&- 2>&-", "-q", "EmptyTests").returncode, 0)
+
+    def test_terminal_stops_nothing(self):
+        for arguments in ["--fork"], ["--no-fork"], ["--junit", "/dev/null"]:
+            with self.subTest(arguments=arguments):
+                leader, follower = os.openpty()
+                self.addCleanup(os.close, leader)
+                attributes = termios.tcgetattr(follower)
+                attributes[3] |= termios.TOSTOP
+                termios.tcsetattr(follower, termios.TCSANOW, attributes)
+                process = subprocess.Popen([*PROGRAM, *arguments, "EmptyTests"], stdin=follower, stdout=follower, stderr=follower,
+                                           start_new_session=True, env={**os.environ, **HURRY},
+                                           preexec_fn=lambda: fcntl.ioctl(follower, termios.TIOCSCTTY, 0))
+                os.close(follower)
+                try:
+                    self.assertEqual(process.wait(60), 0)
+                finally:
+                    process.kill()
 
 
 if __name__ == "__main__":

@@ -68,8 +68,6 @@ TEST(CommandLine, ReadsTheOptionsOfReports) {
     EXPECT_EQ(line.color, CommandLine::Color::kNever);
     EXPECT_EQ(Parse({"--color=always"}).color, CommandLine::Color::kAlways);
     EXPECT_EQ(Parse({}).color, CommandLine::Color::kAuto);
-    EXPECT_EQ(Rejection({"--junit", "x", "--html", "x"}), "two reports are to be written to 'x'");
-    EXPECT_EQ(Rejection({"--xml", "-", "--tap", "-"}), "two reports are to be written to '-'");
     EXPECT_EQ(Rejection({"--html="}), "option '--html' needs the name of a file, not an empty text");
     EXPECT_EQ(Rejection({"--color", "alway"}),
               "option '--color' does not know 'alway'; did you mean 'always'?");

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "check/CommandLine.h"
 
@@ -74,6 +75,49 @@ TEST_F(ReportFileTest, RejectsPipeThatNobodyReads) {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     EXPECT_EQ(Rejection(Path("pipe")),
               "cannot write the XML log '" + Path("pipe") + "': No such device or address");
+}
+
+TEST_F(ReportFileTest, ReaderOfAPipeWaitsForTheReport) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    std::string read;
+    std::thread reader([this, &read] {
+        std::ifstream pipe(Path("pipe"));
+        std::getline(pipe, read);
+    });
+    // Until the reader is there, nobody reads.
+    while (Rejection(Path("pipe")) != "accepted")
+        std::this_thread::yield();
+    Write({"page", Path("pipe")}, "content\n");
+    reader.join();
+    EXPECT_EQ(read, "content");
+}
+
+TEST_F(ReportFileTest, PipeWhoseReaderHasGoneIsAnError) {
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(Write({"page", Path("pipe")}, "content\n"), std::runtime_error);
+}
+
+TEST_F(ReportFileTest, TwoReportsNeedTwoFiles) {
+    fs::create_directory(Path("folder"));
+    std::ofstream(Path("old"));
+    symlink("old", Path("link").c_str());
+    symlink("folder/new", Path("toNew").c_str());
+    const auto rejection = [](const std::string& first, const std::string& second) -> std::string {
+        try {
+            RequireDifferent({{"page", first}, {"XML log", second}});
+        } catch (const CommandLineError& e) {
+            return e.what();
+        }
+        return "accepted";
+    };
+    EXPECT_EQ(rejection("-", "-"), "two reports are to be written to '-'");
+    EXPECT_EQ(rejection("x", "./x"), "two reports are to be written to './x'");
+    EXPECT_EQ(rejection(Path("new"), Path("folder/../new")),
+              "two reports are to be written to '" + Path("folder/../new") + "'");
+    EXPECT_NE(rejection(Path("old"), Path("link")), "accepted");
+    EXPECT_NE(rejection(Path("toNew"), Path("folder/new")), "accepted");
+    EXPECT_EQ(rejection(Path("old"), Path("new")), "accepted");
+    EXPECT_EQ(rejection("-", "./-"), "accepted");
 }
 
 }  // namespace
