@@ -72,26 +72,37 @@ public:
     }
 
 private:
-    /// Whether the step was done; otherwise it threw what it may throw.
-    bool Try(const char* what, const std::function<void()>& step) {
+    enum Outcome {
+        kNotDone,  ///< it threw `std::bad_alloc`
+        kDone,
+        kUnknown,  ///< it threw anything else that it may throw
+    };
+
+    Outcome TryStep(const char* what, const std::function<void()>& step) {
         try {
             step();
-            return true;
+            return kDone;
         } catch (const std::bad_alloc&) {
+            return kNotDone;
         } catch (const osa::Exception& error) {
-            EXPECT_STRNE(error.what(), "") << what;
+            const FailingMemory::Pause pause;
+            const std::string reason = error.what();
+            EXPECT_EQ(reason.find("protocol error"), std::string::npos) << what << ": " << reason;
+            EXPECT_NE(reason, "") << what;
         }
-        return false;
+        return kUnknown;
     }
+    /// Whether the step was done.
+    bool Try(const char* what, const std::function<void()>& step) { return TryStep(what, step) == kDone; }
 
     void Set(const std::string& value) {
-        {
-            const FailingMemory::Pause pause;
-            _attempted.push_back(value);
+        const Outcome outcome = TryStep("set", [&] { _client->SetValue(_locator, value); });
+        const FailingMemory::Pause pause;
+        if (outcome == kDone) {
+            _attempted.clear();
         }
-        if (Try("set", [&] { _client->SetValue(_locator, value); })) {
-            const FailingMemory::Pause pause;
-            _attempted.assign({value});
+        if (outcome != kNotDone) {
+            _attempted.push_back(value);
         }
     }
 
@@ -187,7 +198,7 @@ private:
     const std::vector<std::string> _values{"", Long("1"), Long("2"), Long("3")};
     const core::IniFile _document = OneSetting("other group, not a short one", _name, Long("value"));
     bool _failed = false;
-    /// The value acknowledged last, and those tried since.
+    /// The value acknowledged last, and those tried since that may have been set.
     std::vector<std::string> _attempted{""};
     Told _told;
     std::string _watched;

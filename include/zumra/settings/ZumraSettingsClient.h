@@ -45,6 +45,10 @@ class IBackend;
 /// change that was under way then was applied is not known, and every further call throws the same, except
 /// with `kRemote`, where the client connects again (`RemoteOptions`).
 ///
+/// **Memory**: an operation that finds none throws `std::bad_alloc`, has changed nothing, and may be tried
+/// again. In the modes with a connection that is so for the whole of a reply; where a notification finds no
+/// memory, or the server's end within this program, the connection is lost: "connection lost: out of memory".
+///
 /// **Cost**: reading costs what is read, changing what is changed; the size of the store does not matter.
 class ZUMRA_EXPORT ZumraSettingsClient {
 public:

@@ -6,6 +6,7 @@
 
 #include "settings/client/commands/ReplyLine.h"
 #include "settings/client/commands/RequestText.h"
+#include "settings/client/commands/UnkeptReply.h"
 #include "settings/common/LineCodec.h"
 
 namespace zumra::settings::client {
@@ -41,7 +42,7 @@ bool ExplainedTestCommand::HandleResponse(std::istream& in) {
         }
         _successful = true;
     } else if (line == "refused") {
-        ReadDifference(in);
+        KeepReply(in, [&] { ReadDifference(in); });
     } else {
         ThrowUnexpectedReply("ok' or 'refused", line);
     }

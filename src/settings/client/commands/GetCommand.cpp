@@ -4,6 +4,7 @@
 
 #include "settings/client/commands/ReplyDocument.h"
 #include "settings/client/commands/RequestText.h"
+#include "settings/client/commands/UnkeptReply.h"
 
 namespace zumra::settings::client {
 
@@ -15,7 +16,7 @@ void GetCommand::SendRequest(std::ostream& out) {
 }
 
 bool GetCommand::HandleResponse(std::istream& in) {
-    _received = ReadReplyDocument(in);
+    KeepReply(in, [&] { _received = ReadReplyDocument(in); });
     return true;
 }
 

@@ -23,8 +23,9 @@ public:
     /// Writes the whole request.
     virtual void SendRequest(std::ostream& out) = 0;
     /// Reads the rest of the reply, exactly up to its end. What the result means is the command's own affair;
-    /// a rest that is no valid reply throws `zumra::osa::Exception`. This version reads nothing and is
-    /// content.
+    /// a rest that is no valid reply throws `zumra::osa::Exception`; one that finds no memory throws
+    /// `std::bad_alloc`, and where its end is known is read up to there before (`UnkeptReply`). This version
+    /// reads nothing and is content.
     virtual bool HandleResponse(std::istream& in);
 
     /// The first line of a successful reply, without its line end; empty when there is no reply.

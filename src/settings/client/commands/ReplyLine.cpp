@@ -1,6 +1,7 @@
 #include "settings/client/commands/ReplyLine.h"
 
 #include <istream>
+#include <new>
 
 #include "core/IniText.h"
 #include "zumra/osa/Exception.h"
@@ -9,9 +10,17 @@ namespace zumra::settings::client {
 
 void ReadReplyLine(std::istream& in, std::string& line) {
     std::getline(in, line);
-    if (!in.good()) {
-        throw osa::Exception("the reply is cut short");
+    if (in.bad()) {
+        // A stream turns what is thrown within it into this flag, and nothing else than this is.
+        throw std::bad_alloc();
     }
+    if (!in.good()) {
+        ThrowCutShort();
+    }
+}
+
+void ThrowCutShort() {
+    throw osa::Exception("the reply is cut short");
 }
 
 void ThrowUnexpectedReply(std::string_view expected, std::string_view line) {

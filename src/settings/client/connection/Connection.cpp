@@ -58,20 +58,25 @@ void Connection::Transmit(Exchange& exchange) {
             exchange._sent = true;
             _stream->Send(rest);
         }
-    } catch (const std::exception& e) {
-        NoteSendFailure(e.what());
-        // The reader finds the end, after all that the server still said; only a reader may end an exchange.
-        _stream->Shutdown();
+    } catch (const osa::Exception& e) {
+        GiveUpSending(e.what());
+    } catch (const std::exception&) {
+        // As in receiving, the server's end may run in there.
+        GiveUpSending(ReplyStream::kOutOfMemory);
     }
 }
 
-void Connection::NoteSendFailure(const char* reason) noexcept {
-    osa::MutexLock lock(_mutex);
-    try {
-        _sendFailure = reason;
-    } catch (const std::bad_alloc&) {
-        // What the reader finds will have to do.
+void Connection::GiveUpSending(const char* reason) noexcept {
+    {
+        osa::MutexLock lock(_mutex);
+        try {
+            _sendFailure = reason;
+        } catch (const std::bad_alloc&) {
+            // What the reader finds will have to do.
+        }
     }
+    // The reader finds the end, after all that the server still said; only a reader may end an exchange.
+    _stream->Shutdown();
 }
 
 ExchangeEnd Connection::Await(Exchange& exchange) {
@@ -83,6 +88,9 @@ ExchangeEnd Connection::Await(Exchange& exchange) {
     }
     if (exchange._error) {
         throw osa::Exception(*exchange._error);
+    }
+    if (exchange._outOfMemory && !exchange._lost) {
+        throw std::bad_alloc();
     }
     if (exchange._lost) {
         return exchange._sent ? ExchangeEnd::kLost : ExchangeEnd::kNotSent;
@@ -177,11 +185,13 @@ void Connection::ReadMessage() noexcept {
             TakeMessage();
         } catch (const osa::Exception& e) {
             Fail(ReasonOf(e));
+        } catch (const std::bad_alloc&) {
+            Fail(std::move(_outOfMemory));
         } catch (const std::exception& e) {
             Fail(std::string("connection lost: ") + e.what());
         }
     } catch (const std::bad_alloc&) {
-        Fail("out of memory");
+        Fail(std::move(_outOfMemory));
     }
 }
 
@@ -217,8 +227,11 @@ void Connection::TakeReply() {
         ThrowUnexpectedReply(kNotificationLine, _line);
     }
     const bool complete = exchange->TakeReply(_line, _replies.In());
+    if (_replies.In().bad()) {
+        throw std::bad_alloc();
+    }
     if (!_replies.In().good()) {
-        throw osa::Exception("the reply is cut short");
+        ThrowCutShort();
     }
     if (complete) {
         osa::MutexLock lock(_mutex);

@@ -62,7 +62,8 @@ public:
     /// this throws.
     void Start(Exchange& exchange);
     /// Waits until all replies have been read, or the connection has ended. Throws `zumra::osa::Exception`
-    /// with the text of the first error that the server replied with.
+    /// with the text of the first error that the server replied with, and `std::bad_alloc` when there was no
+    /// memory for it, for what a reply holds or for what is done on success; nothing was changed then.
     [[nodiscard]] ExchangeEnd Await(Exchange& exchange);
 
     /// Why the connection ended; empty while it lives.
@@ -83,7 +84,7 @@ public:
 private:
     bool Enqueue(Exchange& exchange);
     void Transmit(Exchange& exchange) ZUMRA_REQUIRES(_sendMutex);
-    void NoteSendFailure(const char* reason) noexcept;
+    void GiveUpSending(const char* reason) noexcept;
     bool WaitForTurn(Exchange& exchange);
     void GiveUpReading();
     void ArmIdleReader() ZUMRA_REQUIRES(_mutex);
@@ -108,6 +109,8 @@ private:
     std::string _line;
     std::uint64_t _notifications = 0;
     bool _failed = false;
+    /// The end's reason when there is no memory for one.
+    std::string _outOfMemory = ReplyStream::kOutOfMemory;
 
     osa::Mutex _mutex{"connection"};
     bool _reading ZUMRA_GUARDED_BY(_mutex) = false;

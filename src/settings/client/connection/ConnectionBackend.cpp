@@ -1,5 +1,6 @@
 #include "settings/client/connection/ConnectionBackend.h"
 
+#include <new>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -115,8 +116,12 @@ private:
 
     static ExchangeEnd Run(const ILink::Linked& linked, RemoteCommand& command);
     ExchangeEnd RunChange(const ILink::Linked& linked, RemoteCommand& command);
+    [[noreturn]] void ThrowUnknown(const ILink::Linked& linked) const;
     void StartThreads();
 
+    static constexpr const char* kUnknown = "; whether the request was carried out is not known";
+
+    const osa::Exception _unknown{std::string(ReplyStream::kOutOfMemory) + kUnknown};
     const bool _threads;
     Subscriptions _subscriptions;
     UnflushedWrites _unflushed;
@@ -185,13 +190,23 @@ void ConnectionBackend::Perform(IfLost ifLost, Attempt attempt) {
         if (end == ExchangeEnd::kReplied) {
             return;
         }
-        const std::string reason = linked.live->connection.EndReason();
-        if (_link->Renews() && end == ExchangeEnd::kLost && ifLost == IfLost::kFailed) {
-            throw osa::Exception(reason + "; whether the request was carried out is not known");
+        if (ifLost == IfLost::kFailed && end == ExchangeEnd::kLost) {
+            ThrowUnknown(linked);
         }
         if (!_link->Renews() || ILink::Clock::now() >= giveUp) {
-            throw osa::Exception(reason);
+            throw osa::Exception(linked.live->connection.EndReason());
         }
+    }
+}
+
+/// Throws why the connection was lost while a request was on its way. Never `std::bad_alloc`, which says that
+/// nothing was done.
+void ConnectionBackend::ThrowUnknown(const ILink::Linked& linked) const {
+    try {
+        const std::string reason = linked.live->connection.EndReason();
+        throw osa::Exception(_link->Renews() ? reason + kUnknown : reason);
+    } catch (const std::bad_alloc&) {
+        throw osa::Exception(_unknown);  // shares its text
     }
 }
 

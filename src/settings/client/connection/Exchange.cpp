@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "settings/client/commands/ReplyLine.h"
+#include "settings/client/commands/UnkeptReply.h"
 #include "settings/client/commands/WordCommand.h"
 #include "settings/common/LineCodec.h"
 
@@ -24,6 +25,26 @@ bool Exchange::TakeReply(const std::string& line, std::istream& in) {
     const std::string_view expected =
         silent ? std::string_view(WordCommand::kSynced) : std::string_view(command.ExpectedResponse());
     if (line == "error" && !_nextHasFailed) {
+        TakeError(in);
+        if (silent) {
+            _nextHasFailed = true;
+            return false;
+        }
+    } else if (line != expected) {
+        ThrowUnexpectedReply(expected, line);
+    } else if (!silent) {
+        TakeRest(in);
+    }
+    _nextHasFailed = false;
+    if (++_next != _count) {
+        return false;
+    }
+    Succeed();
+    return true;
+}
+
+void Exchange::TakeError(std::istream& in) {
+    try {
         std::string message;
         ReadReplyLine(in, message);
         message = common::LineCodec::Decode(message);
@@ -33,23 +54,31 @@ bool Exchange::TakeReply(const std::string& line, std::istream& in) {
         if (!_error) {
             _error = std::move(message);
         }
-        if (silent) {
-            _nextHasFailed = true;
-            return false;
+    } catch (const std::bad_alloc&) {
+        if (in.bad()) {
+            SkipReplyLine(in);
         }
-    } else if (line != expected) {
-        ThrowUnexpectedReply(expected, line);
-    } else if (!silent) {
-        command.HandleResponse(in);
+        _outOfMemory = true;
     }
-    _nextHasFailed = false;
-    if (++_next != _count) {
-        return false;
+}
+
+void Exchange::TakeRest(std::istream& in) {
+    try {
+        _commands[_next]->HandleResponse(in);
+    } catch (const UnkeptReply&) {
+        _outOfMemory = true;
     }
-    if (!_error && _onSuccess) {
+}
+
+void Exchange::Succeed() {
+    if (_error || _outOfMemory || !_onSuccess) {
+        return;
+    }
+    try {
         _onSuccess();
+    } catch (const std::bad_alloc&) {
+        _outOfMemory = true;
     }
-    return true;
 }
 
 }  // namespace zumra::settings::client

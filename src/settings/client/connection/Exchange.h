@@ -34,12 +34,15 @@ public:
     Exchange& operator=(const Exchange&) = delete;
 
     /// Called when all replies have been read and none was an error: on the thread that read them, before it
-    /// reads anything else. Must be quick and not use the connection.
+    /// reads anything else. Must be quick and not use the connection. What it throws ends the connection,
+    /// except `std::bad_alloc`: that is thrown by `Connection::Await` alone, so it must have done nothing
+    /// then.
     void OnSuccess(std::function<void()> action) { _onSuccess = std::move(action); }
 
     void Write(std::ostream& out);
     /// Takes the reply that begins with `line`, and reads the rest of it. True when the exchange is complete.
-    /// Throws `zumra::osa::Exception` when it is no reply to what was asked.
+    /// Throws `zumra::osa::Exception` when it is no reply to what was asked, and `std::bad_alloc` where
+    /// memory ended and where the reply ends is not known.
     bool TakeReply(const std::string& line, std::istream& in);
 
     /// The first error that the server replied with.
@@ -48,6 +51,10 @@ public:
 private:
     friend class Connection;
 
+    void TakeError(std::istream& in);
+    void TakeRest(std::istream& in);
+    void Succeed();
+
     std::array<RemoteCommand*, 2> _commands;
     std::size_t _count;
     std::function<void()> _onSuccess;
@@ -55,6 +62,8 @@ private:
     std::size_t _next = 0;
     bool _nextHasFailed = false;
     std::optional<std::string> _error;
+    /// For a reply, an error's text or what is done on success; all replies were read all the same.
+    bool _outOfMemory = false;
 
     bool _sent = false;
 

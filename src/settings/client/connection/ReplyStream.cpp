@@ -1,5 +1,9 @@
 #include "settings/client/connection/ReplyStream.h"
 
+#include <cstring>
+#include <exception>
+#include <new>
+
 #include "zumra/osa/Exception.h"
 
 namespace zumra::settings::client {
@@ -13,6 +17,8 @@ constexpr std::size_t kBufferSize = std::size_t{64} << 10;
 ReplyStream::ReplyStream(IByteStream& source, std::size_t messageLimit)
     : _source(source), _messageLimit(messageLimit), _buffer(kBufferSize), _in(this) {
     setg(_buffer.data(), _buffer.data(), _buffer.data());
+    // For the reason that must not need memory.
+    _endReason.reserve(std::strlen(kOutOfMemory));
 }
 
 ReplyStream::int_type ReplyStream::underflow() {
@@ -41,8 +47,19 @@ std::size_t ReplyStream::Receive() {
         return received;
     } catch (const osa::Exception& e) {
         // A stream turns exceptions of its buffer into a flag, and the reason would be gone.
-        _endReason = e.what();
-        return 0;
+        End(e.what());
+    } catch (const std::exception&) {
+        // Within a process the server's end runs in there, which refuses nothing but for want of memory.
+        End(kOutOfMemory);
+    }
+    return 0;
+}
+
+void ReplyStream::End(const char* reason) noexcept {
+    try {
+        _endReason = reason;
+    } catch (const std::bad_alloc&) {
+        _endReason = kOutOfMemory;
     }
 }
 

@@ -28,9 +28,12 @@ public:
     /// Why the stream ended: empty while it has not.
     [[nodiscard]] const std::string& EndReason() const noexcept { return _endReason; }
 
+    static constexpr const char* kOutOfMemory = "connection lost: out of memory";
+
 private:
     int_type underflow() override;
     std::size_t Receive();
+    void End(const char* reason) noexcept;
 
     IByteStream& _source;
     const std::size_t _messageLimit;
