@@ -12,6 +12,19 @@ bool IsBetween(char byte, char first, char last) {
     return byte >= first && byte <= last;
 }
 
+bool IsSmall(char byte) {
+    return IsBetween(byte, 'a', 'z');
+}
+
+/// Whether a line may end before `name[at]`: after underscores, and before a capital that follows two small
+/// letters, as one alone goes with what comes behind ("kLocal").
+bool StartsWord(std::string_view name, std::size_t at) {
+    if (at == 0 || name[at] == '_')
+        return false;
+    return name[at - 1] == '_' ||
+           (at > 1 && IsBetween(name[at], 'A', 'Z') && IsSmall(name[at - 1]) && name[at - 2] != '_');
+}
+
 constexpr std::size_t kSlowest = 10;
 
 std::string Width(double part, double whole) {
@@ -70,8 +83,9 @@ std::string SuiteDetails(const SuiteResults& suite, const Results& results, doub
     }
     const Outcome worst = Worst(suite);
     const std::string count = std::to_string(suite.checks.size());
-    return "<details" + std::string(worst == Outcome::kPassed ? "" : " open") + "><summary><span><b>" +
-           Escaped(suite.name) + "</b> <span class=\"soft\">" + count + "</span></span>" +
+    const bool hasFailed = worst == Outcome::kFailed || worst == Outcome::kError;
+    return "<details" + std::string(hasFailed ? " open" : "") + "><summary><span><b>" +
+           Breakable(suite.name) + "</b> <span class=\"soft\">" + count + "</span></span>" +
            Bar(suite.Seconds(), mostOfSuites, OutcomeName(worst)) + "<span class=\"time\">" +
            (worst == Outcome::kNotRun ? "not run" : HumanTime(suite.Seconds())) +
            "</span></summary>\n<ul class=\"checks\">" + lines + "</ul></details>\n";
@@ -84,12 +98,12 @@ std::string AnchorOf(const CheckResult& check, const Results& results) {
 }
 
 std::string Breakable(std::string_view name) {
+    const std::string whole = Escaped(name);
     std::string broken;
-    for (const char byte : Escaped(name)) {
-        const char last = broken.empty() ? '_' : broken.back();
-        if ((IsBetween(byte, 'A', 'Z') && IsBetween(last, 'a', 'z')) || (byte != '_' && last == '_'))
-            broken += broken.empty() ? "" : "<wbr>";
-        broken += byte;
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        if (StartsWord(whole, i))
+            broken += "<wbr>";
+        broken += whole[i];
     }
     return broken;
 }

@@ -23,7 +23,7 @@ body {
   font: 16px/1.5 system-ui, -apple-system, "Segoe UI", Roboto, "Helvetica Neue", sans-serif;
   overflow-wrap: anywhere;
 }
-header, main, footer { max-width: 68rem; margin: 0 auto; }
+header, main { max-width: 74rem; margin: 0 auto; }
 h1 { margin: 0; font-size: clamp(1.6rem, 1.2rem + 2vw, 2.4rem); line-height: 1.15; letter-spacing: -.02em; }
 h2 { margin: 0 0 .9rem; font-size: 1.15rem; }
 h3 { margin: 1.4rem 0 .5rem; font-size: .95rem; color: var(--soft); font-weight: 600; }
@@ -67,7 +67,7 @@ table { width: 100%; border-collapse: collapse; }
 .grid th { text-align: left; font-weight: 600; }
 .grid thead th { padding: 0 .8rem .5rem 0; color: var(--soft); font-size: .85rem; vertical-align: bottom; }
 .grid tbody th, .grid td { padding: .55rem .8rem .55rem 0; border-top: 1px solid var(--line); vertical-align: top; }
-.grid tbody th { font-size: .92rem; }
+.grid tbody th { width: 15rem; font-size: .92rem; }
 .tiles { display: flex; flex-wrap: wrap; gap: 3px; max-width: 16rem; padding-top: .2rem; }
 .tile {
   width: 15px; height: 15px; border-radius: 4px; background: var(--passed); color: #fff; text-decoration: none;
@@ -108,22 +108,24 @@ summary b { font-weight: 600; }
 .facts { display: grid; grid-template-columns: minmax(7rem, auto) minmax(0, 1fr); gap: .45rem 1.4rem; margin: 0; }
 .facts dt { color: var(--soft); }
 .facts dd { margin: 0; }
-footer { margin-top: 1.25rem; color: var(--soft); font-size: .85rem; }
 
 @media (max-width: 720px) {
   body { padding: 1rem .75rem 2.5rem; }
   section, .verdict { padding: 1.1rem; }
-  .verdict { gap: 1.1rem; align-items: flex-start; }
-  .ring { width: 4.6rem; height: 4.6rem; font-size: 1rem; }
+  .verdict { display: grid; grid-template-columns: auto minmax(0, 1fr); gap: 0 1.1rem; }
+  .verdict .words { display: contents; }
+  .verdict p { align-self: end; }
+  .verdict h1 { align-self: start; }
+  .ring { grid-row: 1 / 3; width: 4.6rem; height: 4.6rem; font-size: 1rem; }
   .ring span { width: 3.5rem; height: 3.5rem; }
+  .numbers { grid-column: 1 / 3; gap: .3rem 1.3rem; }
   .grid thead { position: absolute; clip-path: inset(50%); width: 1px; height: 1px; overflow: hidden; }
   .grid, .grid tbody, .grid tr, .grid th, .grid td { display: block; }
   .grid tr { padding: .7rem 0; border-top: 1px solid var(--line); }
-  .grid tbody th, .grid td { border: 0; padding: .15rem 0; }
-  .grid td { display: flex; gap: .7rem; justify-content: space-between; }
-  .grid td::before { content: attr(data-mode); color: var(--soft); font-size: .85rem; white-space: nowrap; }
+  .grid tbody th, .grid td { width: auto; border: 0; padding: .15rem 0; }
+  .grid td::before { content: attr(data-mode); color: var(--soft); font-size: .85rem; }
   .grid td:empty { display: none; }
-  .tiles { justify-content: flex-end; }
+  .tiles { max-width: none; padding-top: 0; }
   .checks li, summary { grid-template-columns: 1.1rem minmax(0, 1fr) 4.6rem; gap: .25rem .6rem; }
   .checks li .bar, summary .bar { grid-column: 2 / 4; grid-row: 2; }
   .facts { grid-template-columns: minmax(0, 1fr); gap: 0; }

@@ -2,6 +2,7 @@
 
 page_tests.py BROWSER FOLDER PROGRAM...: what the pages look like is left in the folder as pictures.
 """
+import json
 import os
 import subprocess
 import sys
@@ -11,7 +12,7 @@ import xml.etree.ElementTree
 from browser import Browser
 
 BROWSER, FOLDER, *PROGRAMS = sys.argv[1:]
-PHONE, DESKTOP = (390, 844), (1280, 900)
+PHONE, DESKTOP = (360, 740), (1280, 900)
 
 # What reaches over the window's right edge, for whatever reason.
 TOO_WIDE = """[...document.querySelectorAll("body *")]
@@ -19,6 +20,13 @@ TOO_WIDE = """[...document.querySelectorAll("body *")]
   .map(element => element.outerHTML.slice(0, 200))"""
 COUNTS = """Object.fromEntries(["all", "passed", "failed", "error", "notrun"].map(
   name => [name, Number(document.getElementById("count-" + name).textContent)]))"""
+BROKEN_WORDS = """[...document.querySelectorAll(%s)].flatMap(element => [...element.childNodes])
+  .filter(node => node.nodeType == Node.TEXT_NODE)
+  .filter(node => {
+    const range = document.createRange();
+    range.selectNode(node);
+    return new Set([...range.getClientRects()].map(box => box.top)).size > 1;
+  }).map(node => node.textContent)"""
 TILES = """Object.fromEntries(["passed", "failed", "error", "notrun"].map(
   name => [name, document.querySelectorAll("#grid td .tile." + name).length]))"""
 
@@ -64,6 +72,10 @@ class Page(unittest.TestCase):
                     self.look(name, counts, page, size, scheme)
         return counts
 
+    def broken_words(self, selector):
+        """Words of names that stand in two lines, as they have not enough room or a break of their own."""
+        return self.browser.evaluate(BROKEN_WORDS % json.dumps(selector))
+
     def text(self, selector):
         return self.browser.evaluate(f"document.querySelector({selector!r}).innerText")
 
@@ -74,6 +86,20 @@ class Page(unittest.TestCase):
         self.assertEqual(self.browser.evaluate("[...document.querySelectorAll('thead th')].map(th => th.innerText)"),
                          ["Suite", "kLocal", "kLocalSingleThreadedPipe", "kLocalMultiThreadedPipe", "no mode"])
         self.assertIn("libzumra-settings", self.text("#judged"))
+
+    def test_names_are_broken_between_words(self):
+        page, _ = make("names", PROGRAMS[0])
+        for size in PHONE, DESKTOP:
+            self.browser.open(page, *size)
+            for selector in "summary b", ".grid tbody th", "ol.checks span", ".numbers dt", ".numbers dd":
+                with self.subTest(size=size, selector=selector):
+                    self.assertEqual(self.broken_words(selector), [])
+
+    def test_tiles_of_a_suite_stand_in_a_row_on_a_desktop(self):
+        page, _ = make("rows", PROGRAMS[0])
+        self.browser.open(page, *DESKTOP)
+        self.assertEqual(self.browser.evaluate(
+            "[...document.querySelectorAll('.tiles')].filter(tiles => tiles.clientHeight > 30).length"), 0)
 
     def test_many_failed(self):
         counts = self.look_from_everywhere("failed", PROGRAMS[1], "FormTests", "TextTests", "ModeTests", "CrashTests")

@@ -86,6 +86,19 @@ TEST(HtmlReport, ShowsTextsAsTexts) {
     EXPECT_THAT(page, HasSubstr("1 of 3 checks failed"));
 }
 
+TEST(HtmlReport, BreaksNamesBetweenWordsOnly) {
+    EXPECT_EQ(Breakable("aB_cDe__kLocalMode<"), "aB_<wbr>cDe__<wbr>kLocal<wbr>Mode&lt;");
+    EXPECT_EQ(Breakable("SomeTests"), "Some<wbr>Tests");
+    EXPECT_EQ(Breakable("_a"), "_<wbr>a");
+    EXPECT_EQ(Breakable(""), "");
+}
+
+TEST(HtmlReport, OpensTheSuitesInWhichSomethingFailed) {
+    const std::string page = HtmlReport(ResultsWith("why"), {});
+    EXPECT_THAT(page, HasSubstr("<details open><summary><span><b>S</b>"));
+    EXPECT_THAT(page, HasSubstr("<details><summary><span><b>T</b>"));
+}
+
 TEST(HtmlReport, HasAWordForEveryVerdict) {
     EXPECT_THAT(HtmlReport(Results(), {}), HasSubstr("No check ran"));
     Results unreached;
