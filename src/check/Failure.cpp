@@ -22,9 +22,18 @@ std::size_t StartOfExcerpt(const std::string& a, const std::string& b) {
     return same > kBeforeDifference ? same - kBeforeDifference : 0;
 }
 
+/// Where the character begins of which `text[at]` is a part; `at` in what is no text.
+std::size_t StartOfCharacter(const std::string& text, std::size_t at) {
+    std::size_t start = at;
+    while (start > 0 && start < text.size() && at - start < 4 && !StartsCharacter(text[start]))
+        --start;
+    return start < text.size() && StartsCharacter(text[start]) ? start : at;
+}
+
 std::string Excerpt(const std::string& text, std::size_t start) {
-    const std::string shown = text.substr(start, kExcerpt);
-    return (start > 0 ? "..." : "") + shown + (start + shown.size() < text.size() ? "..." : "");
+    const std::size_t first = StartOfCharacter(text, start);
+    const std::size_t end = StartOfCharacter(text, start + kExcerpt);
+    return (first > 0 ? "..." : "") + text.substr(first, end - first) + (end < text.size() ? "..." : "");
 }
 
 /// A check that `RunGuarded` does not run fails as Check lets it; a thread that outlived its check cannot,

@@ -11,10 +11,6 @@ FirstFailure firstFailure;
 
 namespace {
 
-bool StartsCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-}
-
 /// The length without the character whose first bytes end `text`.
 std::size_t WithoutSplitCharacter(std::string_view text) {
     for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back)

@@ -41,6 +41,11 @@ private:
 /// That of the running check: Check has one running check a process and gives it no context.
 extern FirstFailure firstFailure;
 
+/// False for the bytes of a character in UTF-8 that are not its first.
+inline bool StartsCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
 /// What a failing assertion throws; deliberately no `std::exception`.
 struct LeaveCheck {};
 

@@ -35,6 +35,10 @@ CHECK(markup_is_text) {
     fail("<message attribute=\"a\">&amp;]]></message>");  // reported
 }
 
+CHECK(bytes_are_shown) {
+    fail("\x1b[31m \x01\x7f\x80\xff \xEF\xBF\xBE \t]]>");  // reported
+}
+
 const TestCase kAll = {
     "all",
     {
@@ -44,6 +48,7 @@ const TestCase kAll = {
         exception_text_is_cut,
         nul_is_shown,
         markup_is_text,
+        bytes_are_shown,
     },
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check/FirstFailure.h"
+#include "check/ReportText.h"
 #include "check/Watchdog.h"
 
 namespace zumra::check {
@@ -90,6 +91,21 @@ TEST(MismatchedStrings, AreShownAroundTheDifferenceWhenLong) {
     const std::string before(100, 's');
     EXPECT_EQ(message, "expected: ..." + before + "left" + std::string(1796, 's') + "... but got: ..." +
                            before + "right" + std::string(10, 't'));
+}
+
+TEST(MismatchedStrings, AreCutBetweenCharacters) {
+    std::string same;
+    for (int i = 0; i < 1000; ++i)
+        same += "\xF0\x9F\x98\x80";
+    for (const char* shift : {"", "1", "22", "333"}) {
+        const std::string message = CreateMismatchedStringErrorMessage(same + shift + "left" + shift + same,
+                                                                       same + shift + "right" + same);
+        EXPECT_EQ(Printable(message), message);
+        EXPECT_LE(message.size(), FirstFailure::kTextLimit);
+    }
+    const std::string noText(5000, '\x80');
+    EXPECT_EQ(CreateMismatchedStringErrorMessage(noText, ""),
+              "expected: " + noText.substr(0, 1900) + "... but got: ");
 }
 
 TEST(MismatchedStrings, AreShownWhenOneIsTheStartOfTheOther) {
