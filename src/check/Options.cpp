@@ -13,6 +13,11 @@ namespace {
 
 using Names = std::vector<std::string_view>;
 
+constexpr unsigned kMostDurations = 1000000;
+constexpr unsigned kMostRounds = 1000000000;
+constexpr double kLeastMultiplier = 0.001;
+constexpr double kGreatestMultiplier = 1000;
+
 /// The place of `value` among the words that `option` knows.
 std::size_t WordIndex(std::string_view option, std::string_view value, const Names& words) {
     const auto found = std::find(words.begin(), words.end(), value);
@@ -86,11 +91,11 @@ void SetHtml(CommandLine& line, std::string_view value) {
 }
 
 void SetDurations(CommandLine& line, std::string_view value) {
-    line.durations = NumberBetween<unsigned>("--durations", value, 0, 1000000, "0 to 1000000");
+    line.durations = NumberBetween<unsigned>("--durations", value, 0, kMostDurations, "0 to 1000000");
 }
 
 void SetRepeat(CommandLine& line, std::string_view value) {
-    line.repeat = NumberBetween<unsigned>("--repeat", value, 1, 1000000000, "1 to 1000000000");
+    line.repeat = NumberBetween<unsigned>("--repeat", value, 1, kMostRounds, "1 to 1000000000");
 }
 
 void SetUntilFail(CommandLine& line, std::string_view /*value*/) {
@@ -102,8 +107,8 @@ void SetFailFast(CommandLine& line, std::string_view /*value*/) {
 }
 
 void SetTimeouts(CommandLine& line, std::string_view value) {
-    line.timeoutMultiplier =
-        NumberBetween<double>("--timeout-multiplier", value, 0.001, 1000, "0.001 to 1000");
+    line.timeoutMultiplier = NumberBetween<double>("--timeout-multiplier", value, kLeastMultiplier,
+                                                   kGreatestMultiplier, "0.001 to 1000");
 }
 
 // clang-format off

@@ -41,10 +41,13 @@ std::optional<std::vector<std::string_view>> KnownSuites() {
 }
 
 /// Check and the watchdog hand time-outs to timers, which take no endless ones.
-void LimitTimeout(const char* name, const char* limit) {
+constexpr double kLongestSeconds = 1000000;
+constexpr double kGreatestMultiplier = 1000;
+
+void LimitTimeout(const char* name, double limit) {
     const char* const text = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): before there are threads
-    if (text != nullptr && std::strtod(text, nullptr) > std::strtod(limit, nullptr))
-        setenv(name, limit, 1);  // NOLINT(concurrency-mt-unsafe): the same
+    if (text != nullptr && std::strtod(text, nullptr) > limit)
+        setenv(name, std::to_string(limit).c_str(), 1);  // NOLINT(concurrency-mt-unsafe): the same
 }
 
 /// The command line alone says what runs and where reports go; of Check's variables its two time-outs remain.
@@ -53,8 +56,8 @@ void IgnoreEnvironment() {
          {"CK_RUN_SUITE", "CK_RUN_CASE", "CK_INCLUDE_TAGS", "CK_EXCLUDE_TAGS", "CK_LOG_FILE_NAME",
           "CK_XML_LOG_FILE_NAME", "CK_TAP_LOG_FILE_NAME", "CK_MAX_MSG_SIZE"})
         unsetenv(name);  // NOLINT(concurrency-mt-unsafe): before there are threads
-    LimitTimeout("CK_DEFAULT_TIMEOUT", "1000000");
-    LimitTimeout("CK_TIMEOUT_MULTIPLIER", "1000");
+    LimitTimeout("CK_DEFAULT_TIMEOUT", kLongestSeconds);
+    LimitTimeout("CK_TIMEOUT_MULTIPLIER", kGreatestMultiplier);
 }
 
 CommandLine Read(int argc, char** argv) {

@@ -40,7 +40,7 @@ def number_of(kind, text):
     text = re.sub(r"(?:std::)?chrono::seconds\b", "1000*", text)
     text = re.sub(r"(?:std::)?chrono::hours\b", "3600000*", text)
     text = text.replace("std::size_t", "1*").replace("{", "(").replace("}", ")")
-    text = re.sub(r"\b0(?=[0-7])", "0o", text)
+    text = re.sub(r"(?<![.\w])0(?=[0-7])", "0o", text)
     if not re.fullmatch(r"[0-9a-fA-FxXoOe()+*/<. -]+", text):
         raise ValueError(f"cannot read '{text}'")
     value = eval(text)  # digits and operators only, as was just seen
