@@ -15,7 +15,7 @@ FOLDERS = ("src", "apps", "include")
 # Where the library's own locks are made of the standard's.
 MADE_OF = "include/zumra/osa/Mutex.h"
 UNKNOWN_TO_CLANG = re.compile(r"std::(?:\w*mutex\w*|condition_variable\w*|lock_guard|unique_lock|shared_lock|scoped_lock|(?:counting|binary)_semaphore)\b|\bpthread_(?:mutex|rwlock|spin)\w*")
-LOCK = re.compile(r"^\s*(?:mutable )?(?:osa::)?Mutex (\w+)(?:\{[^}]*\})?;", re.MULTILINE)
+LOCK = re.compile(r"^\s*(?:static |mutable )?(?:osa::)?Mutex (\w+)(?:\{[^}]*\})?;", re.MULTILINE)
 GUARDED = """
 #include "zumra/osa/Mutex.h"
 struct Counter {
@@ -41,6 +41,10 @@ def faults_in(root):
             text = code_of(path)
             for match in UNKNOWN_TO_CLANG.finditer(text):
                 yield f"{path}: {match[0]}: use zumra::osa's, which clang's analysis knows"
+            for line in text.splitlines():
+                # An alias, a list or a container of locks would hide them from the rule below.
+                if re.search(r"^(?!#include).*\bMutex\b", line) and not LOCK.match(line):
+                    yield f"{path}: {line.strip()}: say 'Mutex NAME;', a line each"
             for name in LOCK.findall(text):
                 if not re.search(rf"ZUMRA_(?:PT_GUARDED_BY|GUARDED_BY|REQUIRES)\([^)]*\b{name}\b", text):
                     yield f"{path}: nothing says what {name} guards"

@@ -23,6 +23,8 @@ from table import Change, Library, TIMEOUT, TableError, read_table, shown
 TABLE = pathlib.Path(__file__).parent / "libraries.txt"
 JOBS = 2
 PER_SUITE = 3
+# What a check program has to survive: each begins what is said of a wrong library.
+KINDS = ("A crash: ", "A hang: ", "An exception: ", "An endless stream of notifications: ", "A library that never answers: ")
 LINE = '#include "core/IniReader.h"\n'
 RIGHT = Library("right", "Nothing: built as the wrong ones are.", [Change("src/core/IniFile.cpp", LINE, LINE)])
 
@@ -38,7 +40,7 @@ def differences(expected, texts, how=""):
 
 
 def gaps(libraries, checks):
-    """Lines that say which checks no library makes fail, and which suites too few."""
+    """Lines that say which checks no library makes fail, which suites too few, and which kinds are missing."""
     failing, catching = set(), {check.split("/")[0]: set() for check in checks}
     for library in libraries:
         for check in library.expected(checks):
@@ -47,7 +49,9 @@ def gaps(libraries, checks):
     return ([f"{library.name} makes no check fail" for library in libraries if not library.failures]
             + [f"no wrong library makes {check} fail" for check in checks if check not in failing]
             + [f"{len(names)} wrong libraries make {suite} fail, {PER_SUITE} are wanted"
-               for suite, names in catching.items() if len(names) < PER_SUITE])
+               for suite, names in catching.items() if len(names) < PER_SUITE]
+            + [f"a kind of wrong library is missing: {kind}" for kind in KINDS
+               if not any(library.wrong.startswith(kind) for library in libraries)])
 
 
 def grouped(texts):

@@ -117,6 +117,9 @@ class VerdictTest(unittest.TestCase):
         self.assertIn("2 wrong libraries make Two fail, 3 are wanted", gaps(libraries, CHECKS))
         self.assertIn("no wrong library makes Two/all/d fail", gaps(libraries[:1], CHECKS))
         self.assertEqual([line for line in gaps(libraries, CHECKS) if line.startswith("no ")], [])
+        self.assertIn("a kind of wrong library is missing: A hang: ", gaps(libraries, CHECKS))
+        libraries[0].wrong = "A hang: it waits."
+        self.assertNotIn("a kind of wrong library is missing: A hang: ", gaps(libraries, CHECKS))
         libraries[1].failures = []
         self.assertIn("second makes no check fail", gaps(libraries, CHECKS))
 
