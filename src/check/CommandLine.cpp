@@ -136,9 +136,9 @@ std::string HelpText(std::string_view program) {
     text += "\nA check may take 4 seconds; CK_DEFAULT_TIMEOUT in the environment sets other ones, and\n";
     text += "CK_TIMEOUT_MULTIPLIER multiplies every check's time.\n";
     text +=
-        "\nFILE may be - for standard output. Reports other than Check's XML log are written when the "
-        "program\n";
-    text += "ends, also where a check has ended it.\n";
+        "\nFILE may be - for standard output, where with -q nothing else goes. Reports other than Check's "
+        "XML\n";
+    text += "log are written when the program ends, also where a check has ended it.\n";
     text +=
         "\nStatus: 0 when every check that ran passed, 1 when one failed, the command line is wrong, or a\n";
     text += "report cannot be written.\n";
