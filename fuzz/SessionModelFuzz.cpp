@@ -12,6 +12,7 @@
 #include "server/StoreModel.h"
 #include "settings/common/LineCodec.h"
 #include "settings/common/MatcherLines.h"
+#include "zumra/settings/common/SettingLocator.h"
 #include "zumra/settings/server/PhpArraySettingsSerializer.h"
 
 namespace {
@@ -230,6 +231,25 @@ private:
         }
     }
 
+    std::string AskValues(Side& side) {
+        IniFile found;
+        std::string lines;
+        for (unsigned left = _choices.Below(5); left > 0; --left) {
+            const std::string group = _choices.Group();
+            const std::string name = _choices.Name();
+            lines += settings::common::SettingLocator{group, name}.ToString() + "\n";
+            if (_model.Groups().FindGroup(group) == nullptr) {
+                continue;
+            }
+            IniFile::Group& there = found[group];
+            if (const std::string* value = _model.Groups().FindValue(group, name)) {
+                there[name] = *value;
+            }
+        }
+        side.Expect("data\n" + side.Written(found) + ".\n");
+        return "get-value\n" + lines + ".\n";
+    }
+
     std::string AskTest(Side& side) {
         const IniFile expected = _choices.Document();
         const IniFile settings = _choices.Document();
@@ -263,7 +283,7 @@ private:
     }
 
     std::string AskWord(Side& side) {
-        switch (_choices.Below(4)) {
+        switch (_choices.Below(5)) {
             case 0:
                 side.Expect("synced\n");
                 return "sync\n";
@@ -273,6 +293,8 @@ private:
             case 2:
                 side.Expect("revision\n" + std::to_string(_revision) + "\n");
                 return "revision\n";
+            case 3:
+                return AskValues(side);
             default:
                 side.Expect("error\nunknown command 'nonsense'\n");
                 return "nonsense\n";

@@ -70,6 +70,7 @@ std::string RandomWords(std::mt19937& random) {
                                                  "subscribe",
                                                  "flush",
                                                  "erase-value",
+                                                 "get-value",
                                                  "[a]b",
                                                  "=",
                                                  "serialize phparray",

@@ -80,6 +80,11 @@ TEST_F(TwoUsersTest, ReadWhatEachMay) {
     EXPECT_EQ("data\n[Fixed]\nx = 1\n\n[Open]\nx = 1\n\n[Theirs]\nx = 1\n\n.\n",
               other->ReceiveUntil("\n.\n"));
     EXPECT_EQ("data\n.\n", other->ReceiveUntil("\n.\n"));
+    const std::string values = "get-value\n[Secret]x\n[Open]x\n[Open]y\n[Theirs]y\n.\n";
+    root.Send(values);
+    EXPECT_EQ("data\n[Open]\nx = 1\n\n[Secret]\nx = 1\n\n.\n", root.ReceiveUntil("\n.\n"));
+    other->Send(values);
+    EXPECT_EQ("data\n[Open]\nx = 1\n\n[Theirs]\n\n.\n", other->ReceiveUntil("\n.\n"));
 }
 
 TEST_F(TwoUsersTest, WriteWhatEachMay) {

@@ -95,6 +95,10 @@ TEST_F(RestrictionTest, WhatMayNotBeReadIsNotThere) {
     EXPECT_EQ(store->GetValue("secret/a", "x", &stranger), std::nullopt);
     EXPECT_EQ(store->GetValue("secret/a", "x", &reader), "1");
     EXPECT_EQ(store->Read(GroupNameMatcher("secret/a"), &stranger).size(), 0U);
+    const std::vector<common::SettingLocator> values = {
+        {"secret/a", "x"}, {"free", "none"}, {"secret/a", "y"}};
+    EXPECT_EQ(store->Read(values, &stranger).size(), 1U);
+    EXPECT_EQ(store->Read(values, &reader).size(), 2U);
 }
 
 TEST_F(RestrictionTest, WritingByNameIsRefused) {

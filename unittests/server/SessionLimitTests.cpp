@@ -62,6 +62,8 @@ TEST(SessionLimitTests, ListEntries) {
     ExpectRefused("erase\na\nb\nc\nd\ne\nf\n.\n", Error("erase: list over its limit of 4 entries"));
     ExpectRefused("erase-value\n[a]x\n[a]x\n[a]x\n[a]x\n[a]x\n.\n",
                   Error("erase-value: list over its limit of 4 entries"));
+    ExpectRefused("get-value\n[a]x\n[a]x\n[a]x\n[a]x\n[a]x\n.\n",
+                  Error("get-value: list over its limit of 4 entries"));
 }
 
 TEST(SessionLimitTests, ListBytes) {
@@ -146,6 +148,33 @@ TEST(SessionLimitTests, AReplyOverTheLimitEndsTheConnection) {
     EXPECT_TRUE(session.Ended());
     EXPECT_EQ(session.EndReason(), "output queue over its limit of 400 bytes");
     EXPECT_TRUE(session.InputUnderstood());
+}
+
+TEST(SessionLimitTests, OnlyWhatIsReadOfALargeGroupCounts) {
+    Server server;
+    RunWhole(server, "merge\n[a]\nlarge=" + std::string(500, 'x') + "\nsmall=1\n.\n");
+    Session session(server.env, {Small(), nullptr, nullptr, nullptr});
+    EXPECT_EQ(Feed(session, "get-value\n[a]small\n.\n"), "data\n[a]\nsmall = 1\n\n.\n");
+    EXPECT_EQ(Feed(session, "get-value\n[a]large\n[a]small\n.\nsync\n"), "");
+    EXPECT_TRUE(session.Ended());
+    EXPECT_EQ(session.EndReason(), "output queue over its limit of 400 bytes");
+}
+
+/// Entries of one request must not cost what all of them cost.
+TEST(SessionLimitTests, AsManyValuesAsAListMayHold) {
+    Server server;
+    const std::size_t count = SessionLimits().listEntries;
+    core::IniFile all;
+    std::string request = "get-value\n";
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string group = "group " + std::to_string(i % 100);
+        const std::string name = std::to_string(i);
+        all[group][name] = name;
+        request += "[" + group + "]" + name + "\n";
+    }
+    server.manager->MergeSettings(all);
+    server.manager->SetValue("group 1", "not asked for", "1");
+    EXPECT_TRUE(RunWhole(server, request + ".\n") == "data\n" + all.SaveToString() + ".\n");
 }
 
 TEST(SessionLimitTests, ManyRequestsDoNotOverflowTheOutput) {

@@ -144,6 +144,9 @@ protected:
 TEST_F(SessionRightsTests, WhatMayNotBeReadIsNotThere) {
     EXPECT_EQ(Feed(_user, "get\n*\n.\n"), "[other]\nx = 1\n\n[public]\nx = 1\n\n");
     EXPECT_EQ(Feed(_root, "get\nsecret*\n.\n"), "[secret/1]\nx = 1\n\n");
+    EXPECT_EQ(Feed(_user, "get-value\n[secret/1]x\n[public]x\n[other]y\n.\n"),
+              "data\n[other]\n\n[public]\nx = 1\n\n.\n");
+    EXPECT_EQ(Feed(_root, "get-value\n[secret/1]x\n.\n"), "data\n[secret/1]\nx = 1\n\n.\n");
     EXPECT_EQ(Feed(_user, "test-and-merge explain\n[secret/1]\nx=1\n.\n.\n"),
               "result\nrefused\nsecret/1\nname x\nexpected 1\n.\n");
 }

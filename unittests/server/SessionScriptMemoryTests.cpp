@@ -28,6 +28,8 @@ const std::vector<std::string>& Script() {
         "merge\n" + group + "x=a value that is too long for a string's own room\ny=1\n.\n",
         "get\n*\n.\n",
         "get delimited\nthe group of a script, which is long\nd2\n.\n",
+        "get-value\n[the group of a script, which is long]x\n[d2]x\n[the group that there is not at "
+        "all]x\n.\n",
         "overwrite\nthe group*\n.\n" + group + "x=another value that is too long for that room\n.\n",
         "test-and-merge\n" + group + "x=another value that is too long for that room\n.\n[new]\nx=1\n.\n",
         "test-and-merge explain\n" + group + "x=it is not what is expected here at all\n.\n[new]\nx=2\n.\n",

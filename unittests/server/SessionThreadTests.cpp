@@ -97,6 +97,7 @@ void CountAndRead(Server& server, int number, Counters& counters, std::barrier<>
         counters.Receive(Feed(session, merge));
         EXPECT_EQ(counters.At(group), i) << "the notification of an own change comes before what is later";
         counters.Receive(Feed(session, "get delimited\nw*\nballast\n.\n"));
+        counters.Receive(Feed(session, "get-value\n[w0]n\n[w1]n\n[w2]n\n[w3]n\n.\n"));
     }
     together.arrive_and_wait();
     const std::string rest = Feed(session, "sync\n");

@@ -43,8 +43,8 @@ std::string CutReply(const Step& step, std::size_t length) {
             line == "get" || line == "erase" || line == "test-and-merge" ||
             line == "test-exactly-and-merge" || line == "subscribe" || line == "get delimited" ||
             line == "unsubscribe" || line == "overwrite" || line == "restore" || line == "erase-value" ||
-            line == "test-exactly-and-merge explain" || line == "test-exactly-and-overwrite" ||
-            line == "test-exactly-and-overwrite explain";
+            line == "get-value" || line == "test-exactly-and-merge explain" ||
+            line == "test-exactly-and-overwrite" || line == "test-exactly-and-overwrite explain";
         if (!asksForMore) {
             const bool format = line.starts_with("serialize ");
             return format ? "error\nserialize: unknown format '" + line.substr(10) + "'\n"

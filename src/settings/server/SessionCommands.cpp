@@ -15,6 +15,7 @@ constexpr CommandSpec kCommands[] = {
     {"flush", Command::kFlush, {}, false, true},
     {"get", Command::kGet, {A::kGroups}, false, false},
     {"get delimited", Command::kGetDelimited, {A::kGroups}, false, false},
+    {"get-value", Command::kGetValue, {A::kLocators}, false, true},
     {"merge", Command::kMerge, {A::kLastSettings}, false, false},
     {"overwrite", Command::kOverwrite, {A::kGroups, A::kSettings}, false, false},
     {"restore", Command::kRestore, {A::kGroups}, false, false},

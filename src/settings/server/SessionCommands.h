@@ -17,6 +17,7 @@ enum class Command : std::uint8_t {
     kMerge,
     kGet,
     kGetDelimited,
+    kGetValue,
     kSubscribe,
     kUnsubscribe,
     kOverwrite,

@@ -1,8 +1,10 @@
 #include "settings/server/SessionExecutor.h"
 
+#include <algorithm>
 #include <new>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "core/IniText.h"
 #include "settings/common/LineCodec.h"
@@ -42,6 +44,45 @@ std::string Document(Format format, const common::GroupMap& groups, std::size_t 
     GroupsWriter writer(format, groups.size(), text);
     for (const auto& [name, group] : groups) {
         writer.Add(name, *group);
+        if (text.size() > limit) {
+            return text;
+        }
+    }
+    writer.End();
+    return text;
+}
+
+using Locators = std::vector<const common::SettingLocator*>;
+
+/// Ascending by group.
+Locators ByGroup(const std::vector<common::SettingLocator>& values) {
+    Locators sorted;
+    sorted.reserve(values.size());
+    for (const common::SettingLocator& value : values) {
+        sorted.push_back(&value);
+    }
+    std::ranges::sort(sorted, {},
+                      [](const common::SettingLocator* value) { return std::string_view(value->group); });
+    return sorted;
+}
+
+/// Of the groups, those values alone that are in the list; cut off as the whole groups are. One group's
+/// values are copied at a time.
+std::string Document(Format format, const common::GroupMap& groups,
+                     const std::vector<common::SettingLocator>& values, std::size_t limit) {
+    std::string text;
+    GroupsWriter writer(format, groups.size(), text);
+    const Locators wanted = ByGroup(values);
+    auto at = wanted.begin();
+    for (const auto& [name, group] : groups) {
+        core::IniFile::Group found;
+        for (; at != wanted.end() && (*at)->group <= name; ++at) {
+            const auto value = (*at)->group == name ? group->find((*at)->name) : group->end();
+            if (value != group->end()) {
+                found.insert(*value);
+            }
+        }
+        writer.Add(name, found);
         if (text.size() > limit) {
             return text;
         }
@@ -130,6 +171,8 @@ void RequestExecutor::Dispatch(const Request& request) {
             return Get(request, false);
         case Command::kGetDelimited:
             return Get(request, true);
+        case Command::kGetValue:
+            return GetValues(request);
         case Command::kSubscribe:
             return _notifier.Subscribe(request.groups);
         case Command::kUnsubscribe:
@@ -189,6 +232,16 @@ void RequestExecutor::Get(const Request& request, bool delimited) {
     std::string text = Document(_notifier.CurrentFormat(), groups, _options.limits.pendingOutput);
     _notifier.Settle();
     _output.AppendAt(revision, delimited ? Delimited(text) : std::move(text));
+}
+
+void RequestExecutor::GetValues(const Request& request) {
+    const Holding holding(_output);
+    std::uint64_t revision = 0;
+    const common::GroupMap groups = _manager.Read(request.locators, _who, &revision);
+    const std::string text =
+        Document(_notifier.CurrentFormat(), groups, request.locators, _options.limits.pendingOutput);
+    _notifier.Settle();
+    _output.AppendAt(revision, Delimited(text));
 }
 
 TestResult RequestExecutor::RunTest(const Request& request) {

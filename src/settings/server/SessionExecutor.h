@@ -39,6 +39,7 @@ private:
     void Dispatch(const Request& request);
     void Change(const Request& request);
     void Get(const Request& request, bool delimited);
+    void GetValues(const Request& request);
     void Test(const Request& request);
     [[nodiscard]] TestResult RunTest(const Request& request);
     void Serialize(const std::string& format);

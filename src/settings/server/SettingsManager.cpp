@@ -67,6 +67,24 @@ common::GroupMap SettingsManager::Read(const common::GroupNameMatcher& groups, c
     return found;
 }
 
+common::GroupMap SettingsManager::Read(const std::vector<common::SettingLocator>& values, const Identity* who,
+                                       std::uint64_t* revision) const {
+    GroupMap found;
+    osa::MutexLock lock(_state->mutex);
+    const GroupMap& all = _state->store.Groups();
+    const Access access(*_state->policy, who);
+    for (const common::SettingLocator& value : values) {
+        const auto at = all.find(value.group);
+        if (at != all.end() && access.MayRead(at->first)) {
+            found.insert(*at);
+        }
+    }
+    if (revision != nullptr) {
+        *revision = _state->store.Revision();
+    }
+    return found;
+}
+
 common::GroupMap SettingsManager::ReadDefaults(const common::GroupNameMatcher& groups,
                                                const Identity* who) const {
     GroupMap found;

@@ -128,7 +128,12 @@ public:
     /// becomes the revision of that state.
     [[nodiscard]] common::GroupMap Read(const common::GroupNameMatcher& groups, const Identity* who = nullptr,
                                         std::uint64_t* revision = nullptr) const;
-    /// As `Read`, of the default settings.
+    /// The same of the groups that these values are in, each once and whole; for readers of several single
+    /// values, as of one moment.
+    [[nodiscard]] common::GroupMap Read(const std::vector<common::SettingLocator>& values,
+                                        const Identity* who = nullptr,
+                                        std::uint64_t* revision = nullptr) const;
+    /// As `Read` of groups that match, of the default settings.
     [[nodiscard]] common::GroupMap ReadDefaults(const common::GroupNameMatcher& groups,
                                                 const Identity* who = nullptr) const;
     /// Copies the groups that match into `target`, each whole; other groups of `target` stay.
