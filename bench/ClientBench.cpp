@@ -154,6 +154,28 @@ void PipeGetValue(benchmark::State& state) {
 BENCHMARK(PipeGetValue<kSingle>)->UseManualTime()->MinTime(0.2);
 BENCHMARK(PipeGetValue<kMulti>)->UseManualTime()->MinTime(0.2);
 
+/// One group of so many values of 32 bytes.
+IniFile LargeGroup(unsigned values) {
+    IniFile document;
+    for (unsigned i = 0; i < values; ++i) {
+        document["Camera/1"]["name " + std::to_string(i)] = std::string(32, 'x');
+    }
+    document["Camera/1"]["name"] = std::string(32, 'x');
+    return document;
+}
+
+/// A value of a large group: its neighbours are not to be paid for.
+template <ZumraSettingsClient::OperationMode mode>
+void PipeGetValueOfMany(benchmark::State& state) {
+    ZumraSettingsClient client(mode, LargeGroup(1000));
+    RoundTrip bare(mode == kMulti);
+    Compare(
+        state, "xRoundTrip", 20, [&] { benchmark::DoNotOptimize(client.GetValue(kLocator)); },
+        [&] { bare.Run(); });
+}
+BENCHMARK(PipeGetValueOfMany<kSingle>)->UseManualTime()->MinTime(0.2);
+BENCHMARK(PipeGetValueOfMany<kMulti>)->UseManualTime()->MinTime(0.2);
+
 template <ZumraSettingsClient::OperationMode mode>
 void PipeSetValue(benchmark::State& state) {
     ZumraSettingsClient client(mode, Document(100));

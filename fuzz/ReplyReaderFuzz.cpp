@@ -2,7 +2,8 @@
 // nothing that the protocol does not allow, pieces make no difference, and memory is bounded by what was
 // said.
 //
-// The first eight bytes of the input choose the client's calls, the rest is what the server says.
+// The first eight bytes of the input choose the client's calls, the highest bit of the first whether it asks
+// the server what it can do; the rest is what the server says.
 #include <algorithm>
 #include <functional>
 #include <memory>
@@ -125,10 +126,11 @@ IniFile Settings() {
 /// One client's life.
 class Life {
 public:
-    Life(std::string_view said, std::size_t piece, std::size_t limit, bool keepLog)
+    Life(std::string_view said, std::size_t piece, std::size_t limit, bool keepLog, bool ownServer)
         : _log(keepLog), _said(said.size()) {
         settings::client::ConnectionOptions options;
         options.threads = false;
+        options.ownServer = ownServer;
         options.messageLimit = limit;
         options.callbackLimit = limit;
         _backend =
@@ -252,16 +254,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view input = fuzz::Input(data, size);
     const std::string_view choices = input.substr(0, kCalls);
     const std::string_view said = input.substr(choices.size());
+    const bool ownServer = choices.empty() || (static_cast<unsigned char>(choices.front()) & 0x80U) == 0;
     constexpr std::size_t kNoLimit = std::size_t{1} << 30;
     {
         const fuzz::MemoryBound bound(size);
-        Life(said, 100, kNoLimit, false).Run(choices);
+        Life(said, 100, kNoLimit, false, ownServer).Run(choices);
     }
-    Life whole(said, std::max<std::size_t>(1, said.size()), kNoLimit, true);
+    Life whole(said, std::max<std::size_t>(1, said.size()), kNoLimit, true, ownServer);
     whole.Run(choices);
-    Life bytewise(said, 1, kNoLimit, true);
+    Life bytewise(said, 1, kNoLimit, true, ownServer);
     bytewise.Run(choices);
     fuzz::Require(whole.Told() == bytewise.Told(), "pieces make no difference");
-    Life(said, 10, 50, true).Run(choices);
+    Life(said, 10, 50, true, ownServer).Run(choices);
     return 0;
 }

@@ -34,12 +34,22 @@ std::vector<KnownExchange> Readings() {
          [](IBackend& b) {
              return b.GetValue({"a", "x"}).value_or("none");
          },
-         "get delimited\na\n.\n", "data\n[a]\nx = text\n\n.\n", "text"},
+         "get-value\n[a]x\n.\n", "data\n[a]\nx = text\n\n.\n", "text"},
+        {"get empty value",
+         [](IBackend& b) {
+             return "'" + b.GetValue({"]", "\n"}).value_or("none") + "'";
+         },
+         "get-value\n[\"]\"]\"\\n\"\n.\n", "data\n[\"]\"]\n\"\\n\" = \n\n.\n", "''"},
         {"get missing value",
          [](IBackend& b) {
              return b.GetValue({"a", "x"}).value_or("none");
          },
-         "get delimited\na\n.\n", "data\n.\n", "none"},
+         "get-value\n[a]x\n.\n", "data\n[a]\n\n.\n", "none"},
+        {"get value of a missing group",
+         [](IBackend& b) {
+             return b.GetValue({"a", "x"}).value_or("none");
+         },
+         "get-value\n[a]x\n.\n", "data\n.\n", "none"},
     };
 }
 

@@ -108,7 +108,7 @@ TEST_F(RemoteHostileTests, EndsWhileACallbackWaitsForASilentServer) {
         subscriber.join();
         connection.Say("async change\na\n.\n[a]\nx = 1\n\n.\n");
         inside.Wait();
-        connection.AwaitLine("get delimited");
+        connection.AwaitLine("capabilities");
         // The connection stays open: only the client can end it.
         std::thread silent([kept = std::move(connection)]() mutable { kept.AwaitEnd(); });
         silent.detach();
@@ -149,14 +149,14 @@ TEST_F(RemoteHostileTests, ChangeIsNeverSentTwice) {
 TEST_F(RemoteHostileTests, ReadIsBegunAgain) {
     Client client(Options(kNever));
     PlayedConnection first = Welcome();
-    std::string read;
-    std::thread reader([&] { read = client.GetValue("[a]x"); });
+    core::IniFile read;
+    std::thread reader([&] { client.GetSettings("a", read); });
     first.Answer("a", "data\n[a]\nx = half");
     first.Close();
     PlayedConnection second = Welcome();
     second.Answer("a", "data\n[a]\nx = whole\n\n.\n");
     reader.join();
-    EXPECT_EQ(read, "whole");
+    EXPECT_EQ(read.GetValue("a", "x"), "whole");
 }
 
 TEST_F(RemoteHostileTests, ServerThatRefusesTheSubscriptionsIsTriedAgain) {

@@ -50,9 +50,10 @@ private:
     std::optional<FailingMemory>& _memory;
 };
 
-std::unique_ptr<IBackend> Connect(std::unique_ptr<IByteStream> stream) {
+std::unique_ptr<IBackend> Connect(std::unique_ptr<IByteStream> stream, bool ownServer = true) {
     ConnectionOptions options;
     options.threads = false;
+    options.ownServer = ownServer;
     return MakeConnectionBackend(std::move(stream), options);
 }
 
@@ -61,15 +62,16 @@ using Call = std::function<void(IBackend&)>;
 /// Lets each allocation of a call fail in turn, from its first reply on. `check` is told whether the call
 /// threw `std::bad_alloc`, and what else it threw. Returns how many allocations there were.
 std::size_t FailEach(const std::string& replies, std::size_t pieceSize, const Call& call,
-                     const std::function<void(IBackend&, bool noMemory, const std::string& error)>& check) {
+                     const std::function<void(IBackend&, bool noMemory, const std::string& error)>& check,
+                     bool ownServer = true) {
     for (std::size_t failAt = 1;; ++failAt) {
         SCOPED_TRACE("pieces of " + std::to_string(pieceSize) + ", allocation " + std::to_string(failAt));
         const std::ptrdiff_t before = LiveAllocations();
         bool failed = false;
         {
             std::optional<FailingMemory> memory;
-            const auto backend =
-                Connect(std::make_unique<MemoryFailsOnReceiving>(replies, pieceSize, failAt, memory));
+            const auto backend = Connect(
+                std::make_unique<MemoryFailsOnReceiving>(replies, pieceSize, failAt, memory), ownServer);
             bool noMemory = false;
             std::string error;
             try {
@@ -133,6 +135,28 @@ TEST(ReplyMemoryTests, DifferenceWithoutRoomIsPassedOver) {
         EXPECT_EQ(why.expected, text);
     });
     EXPECT_GT(count, 3U);
+}
+
+TEST(ReplyMemoryTests, CapabilitiesWithoutRoomArePassedOver) {
+    const std::string replies =
+        "capabilities\na capability of a later server, with a long "
+        "name\nget-value\n.\nerror\nno\nsynced\nsynced\n";
+    std::size_t refused = 0;
+    const std::size_t count = FailEach(
+        replies, 100000,
+        [](IBackend& backend) {
+            static_cast<void>(backend.GetValue({"a", "x"}));
+        },
+        [&](IBackend& backend, bool noMemory, const std::string& error) {
+            EXPECT_EQ(error, noMemory ? "" : "no") << "only the server's own refusal";
+            // When the capabilities found no memory, the refusal is the answer to this.
+            const std::string next = Thrown([&] { backend.Sync(); });
+            refused += next == "no" ? 1 : 0;
+            EXPECT_TRUE(next == "no" || next == "nothing was thrown") << next;
+        },
+        false);
+    EXPECT_GT(count, refused);
+    EXPECT_GT(refused, 0U);
 }
 
 TEST(ReplyMemoryTests, ErrorWithoutRoomIsStillARefusal) {

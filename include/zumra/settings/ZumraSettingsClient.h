@@ -170,7 +170,8 @@ public:
     /// As above, but reads only those groups of `target` again that are selected; its others stay.
     void RefreshSettings(const std::string& groupPattern, core::IniFile& target) const;
     void RefreshSettings(const std::set<std::string>& groupPatterns, core::IniFile& target) const;
-    /// The value's text; empty when the value or its group does not exist.
+    /// The value's text; empty when the value or its group does not exist. Does not read the rest of its
+    /// group, except with `kRemote` from an older server that knows no single values.
     [[nodiscard]] std::string GetValue(const std::string& locator) const;
     /// As `GetValue`, but tells an empty value from one that does not exist.
     [[nodiscard]] std::optional<std::string> FindValue(const std::string& locator) const;

@@ -8,16 +8,20 @@
 
 namespace zumra::settings::client {
 
-GetCommand::GetCommand(const common::GroupNameMatcher& groups) : RemoteCommand("data"), _groups(groups) {}
+DataCommand::DataCommand() : RemoteCommand("data") {}
+
+bool DataCommand::HandleResponse(std::istream& in) {
+    KeepReply(in, [&] { _received = ReadReplyDocument(in); });
+    return true;
+}
 
 void GetCommand::SendRequest(std::ostream& out) {
     out << "get delimited\n";
     WriteList(out, _groups);
 }
 
-bool GetCommand::HandleResponse(std::istream& in) {
-    KeepReply(in, [&] { _received = ReadReplyDocument(in); });
-    return true;
+void GetValueCommand::SendRequest(std::ostream& out) {
+    out << kLine << '\n' << _locator.ToString() << "\n.\n";
 }
 
 }  // namespace zumra::settings::client

@@ -7,6 +7,7 @@
 
 #include "settings/client/CallbackListener.h"
 #include "settings/client/SocketPlace.h"
+#include "settings/client/commands/CapabilitiesCommand.h"
 #include "settings/client/commands/ExplainedTestCommand.h"
 #include "settings/client/commands/GetCommand.h"
 #include "settings/client/commands/SilentCommands.h"
@@ -115,6 +116,7 @@ private:
     bool Test(Difference* difference, const Arguments&... arguments);
 
     static ExchangeEnd Run(const ILink::Linked& linked, RemoteCommand& command);
+    static ExchangeEnd AskForSingleValues(LiveConnection& live);
     ExchangeEnd RunChange(const ILink::Linked& linked, RemoteCommand& command);
     [[noreturn]] void ThrowUnknown(const ILink::Linked& linked) const;
     void StartThreads();
@@ -134,6 +136,9 @@ ConnectionBackend::ConnectionBackend(std::unique_ptr<IByteStream> stream, const 
     : _threads(options.threads), _subscriptions(options.callbackLimit, false) {
     auto live = std::make_shared<LiveConnection>(std::move(stream), options.messageLimit, _subscriptions,
                                                  options.threads);
+    if (options.ownServer) {
+        live->singleValues = LiveConnection::Has::kYes;
+    }
     _subscriptions.Attach(live);
     _link = std::make_unique<FixedLink>(std::move(live));
     StartThreads();
@@ -244,17 +249,46 @@ void ConnectionBackend::Get(const Matcher& groups, core::IniFile& target) {
     }
 }
 
+/// Finds out, once on each connection, whether the server can read single values.
+ExchangeEnd ConnectionBackend::AskForSingleValues(LiveConnection& live) {
+    if (live.singleValues != LiveConnection::Has::kNotAsked) {
+        return ExchangeEnd::kReplied;
+    }
+    CapabilitiesCommand command(GetValueCommand::kLine);
+    Exchange exchange(command);
+    ExchangeEnd end = ExchangeEnd::kReplied;
+    live.connection.Start(exchange);
+    try {
+        end = live.connection.Await(exchange);
+    } catch (const osa::Exception&) {
+        // Its error: a server that cannot be asked cannot do it either.
+    }
+    if (end == ExchangeEnd::kReplied) {
+        live.singleValues = command.Has() ? LiveConnection::Has::kYes : LiveConnection::Has::kNo;
+    }
+    return end;
+}
+
 std::optional<std::string> ConnectionBackend::GetValue(const SettingLocator& locator) {
-    Matcher group;
-    group.AddName(locator.group);
     std::optional<std::string> found;
-    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
-        GetCommand command(group);
+    const auto read = [&](const ILink::Linked& linked, DataCommand&& command) {
         const ExchangeEnd end = Run(linked, command);
         if (const std::string* value = command.Groups().FindValue(locator.group, locator.name)) {
             found = *value;
         }
         return end;
+    };
+    Perform(IfLost::kBegunAgain, [&](const ILink::Linked& linked) {
+        const ExchangeEnd asked = AskForSingleValues(*linked.live);
+        if (asked != ExchangeEnd::kReplied) {
+            return asked;
+        }
+        if (linked.live->singleValues == LiveConnection::Has::kYes) {
+            return read(linked, GetValueCommand(locator));
+        }
+        Matcher group;
+        group.AddName(locator.group);
+        return read(linked, GetCommand(group));
     });
     return found;
 }

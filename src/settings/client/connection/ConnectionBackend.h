@@ -12,6 +12,8 @@ struct ConnectionOptions {
     /// Whether there are threads that read notifications while no call does and that call callbacks. Without,
     /// the calling thread does both, within its calls. With them the stream needs a descriptor.
     bool threads = true;
+    /// Whether the server's end is of this library, so that it need not be asked what it can do.
+    bool ownServer = true;
     /// Bounds the text of one reply or notification, in bytes.
     std::size_t messageLimit = std::size_t{1} << 30;
     /// Bounds the text of the changes that wait for callbacks, in bytes; a single change may be larger.

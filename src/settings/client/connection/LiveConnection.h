@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,6 +24,10 @@ public:
     }
 
     Connection connection;
+
+    enum class Has : std::uint8_t { kNotAsked, kNo, kYes };
+    /// Whether the server can read single values.
+    std::atomic<Has> singleValues{Has::kNotAsked};
 
 private:
     std::optional<BackgroundReader> _reader;
