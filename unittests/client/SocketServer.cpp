@@ -9,10 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/FailingMemory.h"
+
 namespace zumra::test {
 
 using settings::client::FileDescriptor;
-using settings::client::InProcessThread;
 using settings::client::JoiningThread;
 
 namespace {
@@ -72,12 +73,41 @@ FileDescriptor ListeningSocket::Accept() const {
     return FileDescriptor(::accept4(_socket.Get(), nullptr, nullptr, SOCK_CLOEXEC));
 }
 
+ServedConnection::ServedConnection(std::shared_ptr<settings::client::InProcessStore> store,
+                                   FileDescriptor socket)
+    : _handle(::dup(socket.Get())),
+      _session(std::move(store), std::move(socket), [this] { _wake.Raise(); }),
+      _thread([this] { Run(); }) {}
+
+ServedConnection::~ServedConnection() {
+    ::shutdown(_handle.Get(), SHUT_RDWR);
+}
+
+void ServedConnection::Run() {
+    const FailingMemory::Pause pause;
+    while (!_session.Ended()) {
+        Wait();
+        _session.Serve();
+    }
+}
+
+void ServedConnection::Wait() {
+    const int events = (_session.WantsInput() ? POLLIN : 0) | (_session.WantsToSend() ? POLLOUT : 0);
+    pollfd entries[2] = {{_wake.Descriptor(), POLLIN, 0},
+                         {events != 0 ? _session.Descriptor() : -1, static_cast<short>(events), 0}};
+    ::poll(entries, 2, -1);
+    if (entries[0].revents != 0) {
+        _wake.Lower();
+    }
+}
+
 void SocketServer::Start() {
     _listening.Open();
     _thread = JoiningThread([this] { Run(); });
 }
 
 void SocketServer::Run() {
+    const FailingMemory::Pause pause;
     for (;;) {
         FileDescriptor socket = _listening.Accept();
         if (socket.Get() < 0) {
@@ -92,30 +122,21 @@ void SocketServer::Run() {
         if (cut >= 0) {
             ServeUntilCut(std::move(socket), static_cast<std::size_t>(cut));
         } else if (!_refuse) {
-            Serve(std::move(socket));
+            _served.emplace_back(_store, std::move(socket));
         }
     }
-}
-
-void SocketServer::Serve(FileDescriptor socket) {
-    FileDescriptor handle(::dup(socket.Get()));
-    _served.push_back({std::move(handle), std::make_unique<InProcessThread>(_store, std::move(socket))});
 }
 
 void SocketServer::ServeUntilCut(FileDescriptor socket, std::size_t bytes) {
     settings::client::SocketPair pair = settings::client::MakeSocketPair(false);
     const FileDescriptor inner = std::move(pair.client);
-    const InProcessThread server(_store, std::move(pair.server));
+    const ServedConnection server(_store, std::move(pair.server));
     PassOnUntil(socket.Get(), inner.Get(), bytes);
-    ::shutdown(inner.Get(), SHUT_RDWR);
 }
 
 void SocketServer::Stop() {
     _listening.Close();
     _thread.Join();
-    for (Served& served : _served) {
-        ::shutdown(served.socket.Get(), SHUT_RDWR);
-    }
     _served.clear();
 }
 

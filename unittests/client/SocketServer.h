@@ -6,9 +6,10 @@
 #include <string>
 
 #include "client/PlayedConnection.h"
+#include "settings/client/InProcessSession.h"
 #include "settings/client/InProcessStore.h"
-#include "settings/client/InProcessThread.h"
 #include "settings/client/connection/FileDescriptor.h"
+#include "settings/client/connection/JoiningThread.h"
 #include "support/TemporaryDirectory.h"
 #include "zumra/osa/Mutex.h"
 #include "zumra/settings/server/SettingsManager.h"
@@ -33,7 +34,28 @@ private:
     settings::client::FileDescriptor _socket;
 };
 
+/// The server's end of one connection, on a thread of its own.
+class ServedConnection {
+public:
+    ServedConnection(std::shared_ptr<settings::client::InProcessStore> store,
+                     settings::client::FileDescriptor socket);
+    /// Ends it in the middle of whatever it says.
+    ~ServedConnection();
+    ServedConnection(const ServedConnection&) = delete;
+    ServedConnection& operator=(const ServedConnection&) = delete;
+
+private:
+    void Run();
+    void Wait();
+
+    const settings::client::FileDescriptor _handle;
+    settings::client::WakeFlag _wake;
+    settings::client::InProcessSession _session;
+    settings::client::JoiningThread _thread;
+};
+
 /// A server of this program on a Unix socket that a test starts and ends as it likes. Its store outlives it.
+/// Its memory never fails, as that of another process.
 class SocketServer {
 public:
     explicit SocketServer(const core::IniFile& defaults = {})
@@ -56,12 +78,7 @@ public:
     [[nodiscard]] settings::server::SettingsManager& Store() { return _store->Manager(); }
 
 private:
-    struct Served {
-        settings::client::FileDescriptor socket;
-        std::unique_ptr<settings::client::InProcessThread> thread;
-    };
     void Run();
-    void Serve(settings::client::FileDescriptor socket);
     void ServeUntilCut(settings::client::FileDescriptor socket, std::size_t bytes);
 
     const std::shared_ptr<settings::client::InProcessStore> _store;
@@ -71,7 +88,7 @@ private:
     osa::Mutex _mutex;
     osa::Condition _changed;
     unsigned _count ZUMRA_GUARDED_BY(_mutex) = 0;
-    std::list<Served> _served;
+    std::list<ServedConnection> _served;
     settings::client::JoiningThread _thread;
 };
 

@@ -75,7 +75,8 @@ public:
     bool Update();
 
     /// As a later `Update`, but waits for nothing: applies what has arrived. Changes that this client made
-    /// have arrived by the time the call that made them returns.
+    /// have arrived by the time the call that made them returns. Where a change found no memory when it
+    /// arrived, only an `Update` makes up for it.
     ///
     /// Throws `zumra::osa::Exception` "TryUpdate called before Update" before the first successful `Update`,
     /// and changes nothing then.

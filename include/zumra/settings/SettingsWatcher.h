@@ -128,7 +128,8 @@ public:
     /// As `UpdateSettings`, but waits for nothing: looks at what has arrived. Changes that this client made
     /// have arrived by the time the call that made them returns. False also means that no variable was
     /// written. Only when there was no update at all before it does it ask the server, once, as
-    /// `UpdateSettings` does.
+    /// `UpdateSettings` does. Where a change found no memory when it arrived, only an `UpdateSettings`
+    /// makes up for it.
     bool TryUpdateSettings();
 
     /// The same, and calls `handler` once with the changed settings, after every variable is written, when

@@ -48,6 +48,8 @@ class IBackend;
 /// **Memory**: an operation that finds none throws `std::bad_alloc`, has changed nothing, and may be tried
 /// again. In the modes with a connection that is so for the whole of a reply; where a notification finds no
 /// memory, or the server's end within this program, the connection is lost: "connection lost: out of memory".
+/// A callback that finds no memory for what it is to be told is called when there is, before those that come
+/// after it; without a thread for callbacks the error handler is given `std::bad_alloc` instead.
 ///
 /// **Cost**: reading costs what is read, changing what is changed; the size of the store does not matter.
 class ZUMRA_EXPORT ZumraSettingsClient {
@@ -86,6 +88,10 @@ public:
     /// made a change that the second would undo. What was acknowledged and is not yet saved may be lost with
     /// a server that is killed: the next `Flush` then throws "connection lost: changes made before may not
     /// have been saved", once, also when the server did save them before it ended.
+    ///
+    /// When memory ends on a thread of the client's own, the connection is given up, or the attempt to make
+    /// one; the next attempt follows as above, until there is memory. Meanwhile operations wait and throw as
+    /// without a server. Nothing is missed by that and nothing told twice.
     ///
     /// **Memory**: the groups that are subscribed to are kept as they were last told, and changes that wait
     /// for callbacks up to 256 MiB; when more than that waits, the connection is given up, and what differs

@@ -14,14 +14,17 @@ void CallbackQueue::Admit(std::size_t bytes) {
     }
 }
 
-void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes) {
+void CallbackQueue::Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes,
+                         Place place) noexcept {
+    place.front().deliveries = std::move(deliveries);
+    place.front().bytes = bytes;
     osa::MutexLock lock(_mutex);
-    _items.push_back({std::move(deliveries), bytes, {}});
+    _items.splice(_items.end(), place);
     _bytes += bytes;
     _changed.NotifyOne();
 }
 
-void CallbackQueue::Bury(std::shared_ptr<const void> removed, Grave grave) noexcept {
+void CallbackQueue::Bury(std::shared_ptr<const void> removed, Place grave) noexcept {
     grave.front().buried = std::move(removed);
     osa::MutexLock lock(_mutex);
     _items.splice(_items.end(), grave);

@@ -21,8 +21,8 @@ class CallbackQueue {
     };
 
 public:
-    /// The memory that `Bury` needs, since removing cannot fail.
-    using Grave = std::list<Item>;
+    /// The memory that `Push` and `Bury` need, since they cannot fail.
+    using Place = std::list<Item>;
 
     /// `limit` bounds the text of the changes that wait, in bytes.
     explicit CallbackQueue(std::size_t limit) : _limit(limit) {}
@@ -30,14 +30,15 @@ public:
     /// Throws `std::length_error` "callbacks are too slow: over <limit> bytes of changes wait for them" when
     /// this much more must not wait. A single change may be larger than the limit.
     void Admit(std::size_t bytes);
-    /// Requires that `bytes` were admitted by the same thread, and that no other puts anything in.
+    /// Requires that `bytes` were admitted by the same thread, that no other puts anything in, and a place of
+    /// its own (`MakePlace`).
     /// `deliveries` are prepared and not posted: posting them here, one change at a time, is what keeps the
     /// order of the changes also between callbacks.
-    void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes);
+    void Push(common::ChangeRouter::Deliveries deliveries, std::size_t bytes, Place place) noexcept;
     /// Keeps what was removed from the router until no delivery pushed before can mean it: a new listener at
     /// the same address would be taken for it.
-    void Bury(std::shared_ptr<const void> removed, Grave grave) noexcept;
-    [[nodiscard]] static Grave MakeGrave() { return Grave(1); }
+    void Bury(std::shared_ptr<const void> removed, Place grave) noexcept;
+    [[nodiscard]] static Place MakePlace() { return Place(1); }
     /// Delivers what waits, and what comes meanwhile.
     void DeliverAll();
 

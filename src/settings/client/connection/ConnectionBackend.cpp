@@ -133,7 +133,7 @@ private:
 };
 
 ConnectionBackend::ConnectionBackend(std::unique_ptr<IByteStream> stream, const ConnectionOptions& options)
-    : _threads(options.threads), _subscriptions(options.callbackLimit, false) {
+    : _threads(options.threads), _subscriptions(options.callbackLimit, false, options.threads) {
     auto live = std::make_shared<LiveConnection>(std::move(stream), options.messageLimit, _subscriptions,
                                                  options.threads);
     if (options.ownServer) {
@@ -145,7 +145,7 @@ ConnectionBackend::ConnectionBackend(std::unique_ptr<IByteStream> stream, const 
 }
 
 ConnectionBackend::ConnectionBackend(const RemoteOptions& remote, const ConnectionOptions& options)
-    : _threads(true), _subscriptions(options.callbackLimit, true) {
+    : _threads(true), _subscriptions(options.callbackLimit, true, true) {
     RemoteLink::Steps steps;
     steps.connect = [this, place = SocketPlace(remote.socketPath), silence = remote.silence,
                      limit = options.messageLimit](std::function<void()> onEnd) {
@@ -155,7 +155,7 @@ ConnectionBackend::ConnectionBackend(const RemoteOptions& remote, const Connecti
     steps.prepare = [this](const std::shared_ptr<LiveConnection>& live) {
         return _subscriptions.Resume(live) == ExchangeEnd::kReplied;
     };
-    _link = std::make_unique<RemoteLink>(std::move(steps), remote.patience);
+    _link = std::make_unique<RemoteLink>(std::move(steps), remote.patience, options.firstPause);
     StartThreads();
 }
 
@@ -167,7 +167,7 @@ void ConnectionBackend::StartThreads() {
 
 ConnectionBackend::~ConnectionBackend() {
     _link->EndWaiting();
-    _subscriptions.Queue().Stop();
+    _subscriptions.EndCallbacks();
     _callbackThread.Join();
 }
 

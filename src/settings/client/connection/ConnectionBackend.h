@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 
@@ -18,6 +19,8 @@ struct ConnectionOptions {
     std::size_t messageLimit = std::size_t{1} << 30;
     /// Bounds the text of the changes that wait for callbacks, in bytes; a single change may be larger.
     std::size_t callbackLimit = std::size_t{256} << 20;
+    /// The first pause before a remote server is connected to again.
+    std::chrono::milliseconds firstPause{20};
 };
 
 /// Reaches a store over the Unix socket of a server that may go away and come again.

@@ -1,38 +1,58 @@
 #include "settings/client/connection/KnownGroups.h"
 
 #include <iterator>
-#include <vector>
 
 namespace zumra::settings::client {
 
-void KnownGroups::Take(const common::Change& change) {
+common::GroupMap KnownGroups::MakeRoom(const common::Change& change) const {
+    common::GroupMap room;
     osa::MutexLock lock(_mutex);
     for (const auto& [name, group] : change.groups) {
-        if (group) {
-            _groups[name] = group;
-        } else {
-            _groups.erase(name);
+        if (group && _groups.find(name) == _groups.end()) {
+            room.emplace_hint(room.end(), name, group);
         }
     }
+    return room;
+}
+
+void KnownGroups::Take(const common::Change& change, common::GroupMap room) noexcept {
+    osa::MutexLock lock(_mutex);
+    for (const auto& [name, group] : change.groups) {
+        // One that is gone and has no room was forgotten meanwhile, since nobody wants it any more.
+        const auto known = _groups.find(name);
+        if (known != _groups.end() && group) {
+            known->second = group;
+        } else if (known != _groups.end()) {
+            _groups.erase(known);
+        }
+    }
+    _groups.merge(room);
 }
 
 void KnownGroups::Replace(const Matcher& scope, const common::GroupMap& current) {
-    Forget(scope, SubscribedEntries());
+    common::GroupMap fresh = current;
     osa::MutexLock lock(_mutex);
-    for (const auto& [name, group] : current) {
-        _groups[name] = group;
-    }
+    Erase(Find(scope, SubscribedEntries()));
+    _groups.merge(fresh);
 }
 
 void KnownGroups::Forget(const Matcher& gone, const SubscribedEntries& wanted) {
     osa::MutexLock lock(_mutex);
-    std::vector<common::GroupMap::iterator> forgotten;
-    gone.ForEachMatch(_groups, [&](common::GroupMap::iterator at) {
-        if (!wanted.Cover(at->first)) {
-            forgotten.push_back(at);
+    Erase(Find(gone, wanted));
+}
+
+KnownGroups::Places KnownGroups::Find(const Matcher& scope, const SubscribedEntries& butFor) {
+    Places places;
+    scope.ForEachMatch(_groups, [&](common::GroupMap::iterator at) {
+        if (!butFor.Cover(at->first)) {
+            places.push_back(at);
         }
     });
-    for (const auto at : forgotten) {
+    return places;
+}
+
+void KnownGroups::Erase(const Places& places) noexcept {
+    for (const auto at : places) {
         _groups.erase(at);
     }
 }

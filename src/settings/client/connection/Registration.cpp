@@ -17,6 +17,9 @@ void Registration::Drop() {
     osa::MutexLock lock(_mutex);
     _removed = true;
     _router.Drop(_listener.get());
+    if (_callback != nullptr) {
+        _callback->Leave();
+    }
 }
 
 }  // namespace zumra::settings::client

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "settings/client/CallbackListener.h"
 #include "settings/client/IBackend.h"
 #include "settings/client/connection/CallbackQueue.h"
 #include "settings/client/connection/SubscribedEntries.h"
@@ -22,11 +23,13 @@ public:
     using Matcher = IBackend::Matcher;
 
     /// `listener` is kept alive where it is held by more than a plain pointer. `key`: whose it is.
+    /// `callback`: the listener, where it is one of a callback.
     Registration(common::ChangeRouter& router, std::shared_ptr<common::IChangeListener> listener,
-                 const void* key)
+                 const void* key, CallbackListener* callback = nullptr)
         : leavingPlace(common::LeavingListeners::MakePlace(key)),
           _router(router),
-          _listener(std::move(listener)) {}
+          _listener(std::move(listener)),
+          _callback(callback) {}
 
     /// From now on the listener is told of these groups; `first`, if set, is called right before. Does
     /// nothing when removed.
@@ -45,11 +48,12 @@ public:
     SubscribedEntries wanted;
     /// What removing it needs.
     common::LeavingListeners::Place leavingPlace;
-    CallbackQueue::Grave grave = CallbackQueue::MakeGrave();
+    CallbackQueue::Place grave = CallbackQueue::MakePlace();
 
 private:
     common::ChangeRouter& _router;
     const std::shared_ptr<common::IChangeListener> _listener;
+    CallbackListener* const _callback;
     osa::Mutex _mutex{"registration"};
     bool _removed ZUMRA_GUARDED_BY(_mutex) = false;
 };

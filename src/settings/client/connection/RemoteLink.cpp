@@ -1,6 +1,9 @@
 #include "settings/client/connection/RemoteLink.h"
 
 #include <algorithm>
+#include <cstring>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "zumra/osa/Exception.h"
@@ -11,7 +14,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kFirstPause{20};
 constexpr milliseconds kLongestPause{2000};
 /// How long a callback that runs when the client ends may still use it.
 constexpr milliseconds kLastCalls{1000};
@@ -20,10 +22,17 @@ constexpr milliseconds kForEver = std::chrono::hours(24 * 365 * 50);
 
 }  // namespace
 
-RemoteLink::RemoteLink(Steps steps, milliseconds patience)
+RemoteLink::RemoteLink(Steps steps, milliseconds patience, milliseconds firstPause)
     : _steps(std::move(steps)),
       _patience(std::clamp(patience, milliseconds(0), kForEver)),
-      _thread([this] { Run(); }) {}
+      _firstPause(firstPause) {
+    {
+        osa::MutexLock lock(_mutex);
+        // For the reason that must not need memory.
+        _reason.reserve(std::strlen(ReplyStream::kOutOfMemory));
+    }
+    _thread = JoiningThread([this] { Run(); });
+}
 
 RemoteLink::~RemoteLink() {
     {
@@ -85,21 +94,47 @@ bool RemoteLink::TryConnect() {
         _ended = false;
         _trying = true;
     }
-    std::string reason;
+    std::shared_ptr<LiveConnection> live;
     try {
-        const auto live = _steps.connect([this, number] { OnEnd(number); });
+        live = _steps.connect([this, number] { OnEnd(number); });
         if (Prepare(live, number)) {
             return true;
         }
-        reason = live->connection.EndReason();
+        Refuse(live->connection.EndReason().c_str());
+    } catch (const std::bad_alloc&) {
+        Refuse(ReplyStream::kOutOfMemory);
     } catch (const std::exception& e) {
-        reason = e.what();
+        Refuse(e.what());
     }
+    if (live != nullptr) {
+        Discard(live->connection);
+    }
+    return false;
+}
+
+/// Nobody uses the server for now, and why.
+void RemoteLink::Refuse(const char* reason) noexcept {
     osa::MutexLock lock(_mutex);
     _trying = false;
-    _reason = reason.empty() ? "connection lost" : std::move(reason);
+    SetReason(*reason != '\0' ? reason : "connection lost");
     _changed.NotifyAll();
-    return false;
+}
+
+/// Ends a connection that is not to be used, so that nothing is told of it when there is another.
+void RemoteLink::Discard(Connection& connection) {
+    connection.Shutdown();
+    osa::MutexLock lock(_mutex);
+    while (!_ended && !_stop) {
+        _changed.Wait(_mutex);
+    }
+}
+
+void RemoteLink::SetReason(const char* reason) noexcept {
+    try {
+        _reason = reason;
+    } catch (const std::bad_alloc&) {
+        _reason = ReplyStream::kOutOfMemory;
+    }
 }
 
 /// Makes a connection the current one when it is ready.
@@ -157,12 +192,16 @@ void RemoteLink::LetGo() {
     std::shared_ptr<LiveConnection> ended;  // let go outside the lock, for that waits for its thread
     osa::MutexLock lock(_mutex);
     ended.swap(_current.live);
-    _reason = ended->connection.EndReason();
+    try {
+        SetReason(ended->connection.EndReason().c_str());
+    } catch (const std::bad_alloc&) {
+        SetReason(ReplyStream::kOutOfMemory);
+    }
     _changed.NotifyAll();
 }
 
 bool RemoteLink::Pause() {
-    _pause = std::clamp(2 * _pause, kFirstPause, kLongestPause);
+    _pause = std::clamp(2 * _pause, _firstPause, kLongestPause);
     const auto spread = std::uniform_int_distribution<milliseconds::rep>(0, _pause.count() / 2)(_random);
     const auto end = Clock::now() + _pause - milliseconds(spread);
     osa::MutexLock lock(_mutex);

@@ -13,9 +13,9 @@
 namespace zumra::settings::client {
 
 /// Connects to a server, and again whenever the connection has ended, from a thread of its own: at first at
-/// once, then after pauses that double from 20 ms to 2 s, shortened by up to a half at random so that clients
-/// that lost the same server do not all come back at the same moment. The pauses start anew after each
-/// connection that was prepared.
+/// once, then after pauses that double from the first to 2 s, shortened by up to a half at random so that
+/// clients that lost the same server do not all come back at the same moment. The pauses start anew after
+/// each connection that was prepared. An attempt for which there is no memory has failed as any other.
 class RemoteLink final : public ILink {
 public:
     struct Steps {
@@ -28,7 +28,7 @@ public:
     };
 
     /// `patience`: how long calls wait for a server.
-    RemoteLink(Steps steps, std::chrono::milliseconds patience);
+    RemoteLink(Steps steps, std::chrono::milliseconds patience, std::chrono::milliseconds firstPause);
     ~RemoteLink() override;
 
     [[nodiscard]] Clock::time_point GiveUpTime() const override;
@@ -40,14 +40,18 @@ public:
 private:
     void Run();
     bool TryConnect();
+    void Refuse(const char* reason) noexcept;
+    void Discard(Connection& connection);
     bool Prepare(const std::shared_ptr<LiveConnection>& live, std::uint64_t number);
     void AwaitEnd();
     void LetGo();
+    void SetReason(const char* reason) noexcept ZUMRA_REQUIRES(_mutex);
     bool Pause();
     void OnEnd(std::uint64_t number);
 
     const Steps _steps;
     const std::chrono::milliseconds _patience;
+    const std::chrono::milliseconds _firstPause;
 
     osa::Mutex _mutex{"remote link"};
     osa::Condition _changed;

@@ -81,8 +81,10 @@ ExchangeEnd Subscriptions::Subscribe(Connection& connection, IChangeCallback* ca
     Addition addition;
     addition.key = callback;
     addition.isCallback = true;
-    addition.registration = std::make_shared<Registration>(
-        _callbackRouter, std::make_shared<CallbackListener>(callback, _errors), callback);
+    const auto listener =
+        std::make_shared<CallbackListener>(callback, _errors, _mayWait ? &_memory : nullptr);
+    addition.registration =
+        std::make_shared<Registration>(_callbackRouter, listener, callback, listener.get());
     ListCommand subscribe("subscribe", groups);
     if (!_forLosses) {
         Exchange exchange(subscribe);
@@ -145,8 +147,11 @@ ExchangeEnd Subscriptions::Perform(Connection& connection, Exchange& exchange, A
 /// nothing changed.
 void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
     const auto leaving = addition.isCallback ? _leaving.Find(addition.key) : nullptr;
+    // Followers leave nothing behind that could be found.
+    auto* const callback = static_cast<CallbackListener*>(leaving.get());
     if (leaving != nullptr) {
-        addition.registration = std::make_shared<Registration>(_callbackRouter, leaving, addition.key);
+        addition.registration =
+            std::make_shared<Registration>(_callbackRouter, leaving, addition.key, callback);
     }
     const auto [at, isNew] = _registrations.try_emplace(addition.key, addition.registration);
     addition.registration = at->second;
@@ -157,6 +162,9 @@ void Subscriptions::Enter(Addition& addition, const Matcher& groups) {
             _registrations.erase(at);
         }
         throw;
+    }
+    if (isNew && callback != nullptr) {
+        callback->Return();
     }
 }
 
@@ -188,6 +196,11 @@ void Subscriptions::Undo(const Addition& addition, const Matcher& groups) noexce
     // The server may have been asked for them by another's call, who unsubscribed while they were still
     // wanted, or over a connection that was made meanwhile.
     Drop(unwanted);
+}
+
+void Subscriptions::EndCallbacks() {
+    _queue.Stop();
+    _memory.End();
 }
 
 void Subscriptions::UnSubscribe(IChangeCallback* callback) noexcept {
@@ -228,7 +241,7 @@ bool Subscriptions::Remove(const void* key) noexcept {
         wanted = std::exchange(registration->wanted, {});
     }
     registration->AwaitReturn();
-    CallbackQueue::Grave grave = std::move(registration->grave);
+    CallbackQueue::Place grave = std::move(registration->grave);
     _queue.Bury(std::move(registration), std::move(grave));
     Drop(wanted);
     return true;
@@ -262,30 +275,33 @@ void Subscriptions::Withdraw(const SubscribedEntries& entries, SubscribedEntries
         osa::MutexLock lock(_mutex);
         live = _latest.lock();
         gone = _entries.Remove(entries);
-        if (live && _entries.empty()) {
-            live->connection.WantIdleReading(false);
-        }
         if (!live || gone.empty()) {
             return;
         }
         groups = gone.All();
         live->connection.Start(exchange);
+        if (_entries.empty()) {
+            // Not where the server was not asked: somebody has to read what it goes on telling.
+            live->connection.WantIdleReading(false);
+        }
     }
     static_cast<void>(live->connection.Await(exchange));
 }
 
 void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
+    // All that can fail comes first: what failed is told over the next connection, and nobody twice.
     auto deliveries = _callbackRouter.Prepare(change);
     if (!deliveries.empty()) {
         _queue.Admit(bytes);
     }
+    CallbackQueue::Place place = CallbackQueue::MakePlace();
+    common::GroupMap room = _forLosses ? _known.MakeRoom(*change) : common::GroupMap();
     common::ChangeRouter::Deliver(_followerRouter.Queue(change));
     if (!deliveries.empty()) {
-        _queue.Push(std::move(deliveries), bytes);
+        _queue.Push(std::move(deliveries), bytes, std::move(place));
     }
     if (_forLosses) {
-        // Last: what failed on the way is told again over the next connection.
-        _known.Take(*change);
+        _known.Take(*change, std::move(room));
     }
 }
 

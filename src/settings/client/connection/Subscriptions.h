@@ -31,7 +31,9 @@ public:
 
     /// `callbackLimit`: see `CallbackQueue`. `forLosses`: what is known of the groups is kept, so that after
     /// a loss of the connection everyone can be told what differs; subscribing then reads the groups.
-    Subscriptions(std::size_t callbackLimit, bool forLosses) : _forLosses(forLosses), _queue(callbackLimit) {}
+    /// `mayWait`: callbacks are called by a thread that does nothing else, and that may wait for memory.
+    Subscriptions(std::size_t callbackLimit, bool forLosses, bool mayWait)
+        : _forLosses(forLosses), _mayWait(mayWait), _queue(callbackLimit) {}
 
     /// Makes a connection the one that changes are told over. Nothing is subscribed to yet.
     void Attach(const std::shared_ptr<LiveConnection>& live);
@@ -48,9 +50,12 @@ public:
     void UnSubscribe(IChangeCallback* callback) noexcept;
     void Unfollow(IFollower* follower) noexcept;
 
+    /// From now on the thread that runs the queue begins no call, and waits for nothing but one that runs.
+    void EndCallbacks();
     [[nodiscard]] CallbackQueue& Queue() noexcept { return _queue; }
     [[nodiscard]] CallbackErrors& Errors() noexcept { return *_errors; }
 
+    /// When it throws, nobody was told.
     void OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) override;
 
 private:
@@ -75,6 +80,8 @@ private:
     void Reconcile(const Matcher& wanted, const common::GroupMap& current);
 
     const bool _forLosses;
+    const bool _mayWait;
+    MemoryWait _memory;
     KnownGroups _known;
     const std::shared_ptr<CallbackErrors> _errors = std::make_shared<CallbackErrors>();
     common::ChangeRouter _followerRouter;
