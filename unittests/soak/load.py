@@ -144,6 +144,11 @@ class Writer(threading.Thread):
     def _get(self):
         self._connection.document("get delimited\nload/1*\n.\n")
 
+    def _get_value(self):
+        lines = self._connection.document(f"get-value\n[writer/{self.number}]number\n[{random_group(self._dice)}]v1\n.\n")
+        if f"number = {self.count}" not in lines:
+            raise Failure(f"a value is not what it was set to: {lines}")
+
     def _compare(self):
         group = random_group(self._dice)
         self._connection.send(f"test-and-merge\n[{group}]\nv=1\n.\n[{group}]\nv=2\n.\n")
@@ -156,7 +161,7 @@ class Writer(threading.Thread):
         self._connection.expect("error")
         self._connection.line()
 
-    _ACTIONS = [_merge, _merge_as_array, _overwrite, _erase, _erase_value, _restore, _get, _compare, _fail]
+    _ACTIONS = [_merge, _merge_as_array, _overwrite, _erase, _erase_value, _restore, _get, _get_value, _compare, _fail]
 
 
 class Follower(threading.Thread):
