@@ -178,6 +178,40 @@ TEST_F(RemoteHostileTests, ServerThatRefusesTheSubscriptionsIsTriedAgain) {
     EXPECT_EQ(callback.Calls()[0].data.GetValue("a", "x"), "1");
 }
 
+/// They came about in two requests, and are more than the server takes in one.
+TEST_F(RemoteHostileTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts) {
+    Client client(Options(kNever));
+    Recorder callback;
+    PlayedConnection first = Welcome();
+    std::thread subscriber([&] {
+        client.Subscribe(&callback, "a");
+        client.Subscribe(&callback, "b");
+    });
+    for (const std::string group : {"a", "b"}) {
+        first.Answer("sync", "synced\n");
+        first.Answer(".", "data\n[" + group + "]\nx = 1\n\n.\n");
+    }
+    subscriber.join();
+    first.Close();
+    PlayedConnection second = _listening.Play();
+    EXPECT_EQ(second.AwaitLine("sync"), "subscribe\na\nb\n.\n");
+    second.AwaitLine(".");
+    second.Say("error\nlist over its limit\nsynced\nerror\nlist over its limit\n");
+    PlayedConnection third = _listening.Play();
+    for (const std::string group : {"a", "b"}) {
+        EXPECT_EQ(third.AwaitLine("sync"), "subscribe\n" + group + "\n.\n");
+        EXPECT_EQ(third.AwaitLine("."), "get delimited\n" + group + "\n");
+    }
+    third.Say("synced\ndata\n[a]\nx = 2\n\n.\n");
+    third.Say("async change\na\n.\n[a]\nx = 3\n\n.\n");
+    third.Say("synced\ndata\n[b]\nx = 2\n\n.\n");
+    third.Say("async change\nb\n.\n[b]\nx = 3\n\n.\n");
+    callback.WaitForCalls(2);
+    const auto calls = callback.Calls();
+    EXPECT_EQ(calls[0].data.SaveToString(), "[a]\nx = 3\n\n[b]\nx = 2\n\n") << "all at once, as it is then";
+    EXPECT_EQ(calls[1].data.SaveToString(), "[b]\nx = 3\n\n");
+}
+
 TEST_F(RemoteHostileTests, WhatIsNoProtocolEndsTheConnectionAndIsTold) {
     Client client(Options(milliseconds(0)));
     PlayedConnection first = _listening.Play();

@@ -95,9 +95,10 @@ public:
     ///
     /// **Memory**: the groups that are subscribed to are kept as they were last told, and changes that wait
     /// for callbacks up to 256 MiB; when more than that waits, the connection is given up, and what differs
-    /// is told when the callbacks have caught up. Subscribing and connecting again read what is subscribed
-    /// to in one reply. The server bounds requests and replies: `zumra-settingsd` takes documents of 16 MiB
-    /// and gives replies of 64 MiB unless it is told otherwise, and ends a connection that asks for more.
+    /// is told when the callbacks have caught up. Subscribing reads what is subscribed to in one reply, and
+    /// connecting again all that is subscribed to, in as many as it takes. The server bounds requests and
+    /// replies: `zumra-settingsd` takes documents of 16 MiB and gives replies of 64 MiB unless it is told
+    /// otherwise, and ends a connection that asks for more.
     struct RemoteOptions {
         /// The server's socket; empty: `DefaultSocketPath`, looked up at each attempt to connect.
         std::string socketPath;
@@ -109,7 +110,9 @@ public:
         /// How long a server that is there may say and take nothing while it owes an answer, before it
         /// counts as gone: operations then throw "connection lost: the server does not answer". Less than
         /// 1 ms counts as 1 ms, more than a day as a day. The default lets it wait for a slow disk in `Flush`
-        /// and the merges with a test.
+        /// and the merges with a test. It is the silence that counts: a server that goes on saying or taking
+        /// something, however slowly, is waited for, so this does not bound the time of an operation. A
+        /// program that must not wait for a server that it cannot trust asks it on a thread of its own.
         std::chrono::milliseconds silence{30000};
     };
 

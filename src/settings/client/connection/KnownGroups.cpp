@@ -64,6 +64,24 @@ void KnownGroups::KeepOnly(const Matcher& wanted) {
     }
 }
 
+std::size_t KnownGroups::SizeOf(const Matcher& groups) const {
+    std::size_t size = 0;
+    osa::MutexLock lock(_mutex);
+    groups.ForEachMatch(_groups, [&size](auto at) { size += TextSize(at->first, at->second); });
+    return size;
+}
+
+std::size_t KnownGroups::TextSize(const std::string& name, const common::SharedGroup& group) {
+    const std::size_t between = 4;  // the characters of a line that are neither name nor value
+    std::size_t size = name.size() + between;
+    if (group) {
+        for (const auto& [key, value] : *group) {
+            size += key.size() + value.size() + between;
+        }
+    }
+    return size;
+}
+
 common::Change KnownGroups::DifferenceTo(const common::GroupMap& current) const {
     common::Change difference;
     osa::MutexLock lock(_mutex);

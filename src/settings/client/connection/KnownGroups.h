@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
 #include <vector>
 
 #include "settings/client/connection/SubscribedEntries.h"
@@ -29,6 +31,9 @@ public:
     void Forget(const Matcher& gone, const SubscribedEntries& wanted);
     /// Forgets everything that `wanted` does not select.
     void KeepOnly(const Matcher& wanted);
+    /// About what the groups that match take as text, in bytes.
+    [[nodiscard]] std::size_t SizeOf(const Matcher& groups) const;
+    [[nodiscard]] static std::size_t TextSize(const std::string& name, const common::SharedGroup& group);
     /// From what is known to `current`, which is all that there is now.
     [[nodiscard]] common::Change DifferenceTo(const common::GroupMap& current) const;
 

@@ -1,5 +1,6 @@
 #include "settings/client/connection/Subscriptions.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <utility>
@@ -27,13 +28,8 @@ common::GroupMap MoveMatching(core::IniFile& document, const Subscriptions::Matc
 /// About what the change takes in memory.
 std::size_t SizeOf(const common::Change& change) {
     std::size_t size = 0;
-    for (const auto& [group, values] : change.groups) {
-        size += group.size();
-        if (values) {
-            for (const auto& [name, value] : *values) {
-                size += name.size() + value.size();
-            }
-        }
+    for (const auto& [name, group] : change.groups) {
+        size += KnownGroups::TextSize(name, group);
     }
     return size;
 }
@@ -46,33 +42,92 @@ void Subscriptions::Attach(const std::shared_ptr<LiveConnection>& live) {
 }
 
 ExchangeEnd Subscriptions::Resume(const std::shared_ptr<LiveConnection>& live) {
-    Matcher wanted;
-    ListCommand subscribe("subscribe", wanted);
-    GetCommand get(wanted);
-    Exchange renewal(subscribe, get);
-    renewal.OnSuccess([&] { Reconcile(wanted, MoveMatching(get.Groups(), wanted)); });
     WordCommand sync = WordCommand::Sync();
     Exchange sign(sync);
-    Exchange* exchange = &sign;
+    std::unique_ptr<Renewal> renewal;
     Connection& connection = live->connection;
     {
         osa::MutexLock lock(_mutex);
         _latest = live;
-        if (!_entries.empty()) {
-            wanted = _entries.All();
-            exchange = &renewal;
+        if (_entries.empty()) {
+            connection.Start(sign);
+        } else {
+            renewal = MakeRenewal();
             connection.WantIdleReading(true);
+            renewal->Start(connection);
         }
-        connection.Start(*exchange);
     }
-    return connection.Await(*exchange);
+    if (renewal == nullptr) {
+        return connection.Await(sign);
+    }
+    try {
+        const ExchangeEnd end = renewal->Await(connection);
+        EndRenewal(*renewal, end == ExchangeEnd::kReplied);
+        return end;
+    } catch (...) {
+        EndRenewal(*renewal, false);
+        throw;
+    }
+}
+
+/// What is read from now on goes there, until the last part was, or the renewal is ended.
+std::unique_ptr<Renewal> Subscriptions::MakeRenewal() {
+    auto renewal = std::make_unique<Renewal>(_entries.All());
+    const auto ask = [&](const Matcher& entry, const std::string& text) {
+        renewal->Ask(entry, text.size() + _known.SizeOf(entry), _partLimit);
+    };
+    for (const std::string& name : renewal->Wanted().Names()) {
+        Matcher entry;
+        entry.AddName(name);
+        ask(entry, name);
+    }
+    for (const std::string& pattern : renewal->Wanted().Patterns()) {
+        ask(Matcher(pattern), pattern);
+    }
+    for (Renewal::Part& part : renewal->Parts()) {
+        part.exchange.OnSuccess([this, &renewal = *renewal, &part] { TakePart(renewal, part); });
+    }
+    osa::MutexLock lock(_renewalMutex);
+    _renewal = renewal.get();
+    return renewal;
+}
+
+void Subscriptions::TakePart(Renewal& renewal, Renewal::Part& part) {
+    common::GroupMap groups = MoveMatching(part.get.Groups(), part.groups);
+    {
+        osa::MutexLock lock(_renewalMutex);
+        if (!renewal.Put(part.groups, std::move(groups))) {
+            return;
+        }
+        _renewal = nullptr;
+    }
+    Reconcile(renewal.Wanted(), renewal.Groups());
+}
+
+void Subscriptions::EndRenewal(const Renewal& renewal, bool renewed) {
+    {
+        osa::MutexLock lock(_renewalMutex);
+        _renewal = nullptr;
+    }
+    if (!renewed) {
+        _partLimit = std::max<std::size_t>(std::min(_partLimit, renewal.Largest()) / 2, 1);
+    }
+}
+
+/// True when this is not news for those who subscribed, who have still to be told what came before it.
+bool Subscriptions::TakenByRenewal(const common::Change& change) {
+    osa::MutexLock lock(_renewalMutex);
+    if (_renewal != nullptr) {
+        _renewal->Take(change);
+    }
+    return _renewal != nullptr;
 }
 
 void Subscriptions::Reconcile(const Matcher& wanted, const common::GroupMap& current) {
     _known.KeepOnly(wanted);
     const auto difference = std::make_shared<const common::Change>(_known.DifferenceTo(current));
     if (!difference->groups.empty()) {
-        OnNotification(difference, SizeOf(*difference));
+        Tell(difference, SizeOf(*difference));
     }
 }
 
@@ -289,6 +344,12 @@ void Subscriptions::Withdraw(const SubscribedEntries& entries, SubscribedEntries
 }
 
 void Subscriptions::OnNotification(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
+    if (!TakenByRenewal(*change)) {
+        Tell(change, bytes);
+    }
+}
+
+void Subscriptions::Tell(const std::shared_ptr<const common::Change>& change, std::size_t bytes) {
     // All that can fail comes first: what failed is told over the next connection, and nobody twice.
     auto deliveries = _callbackRouter.Prepare(change);
     if (!deliveries.empty()) {

@@ -11,6 +11,7 @@
 #include "settings/client/connection/KnownGroups.h"
 #include "settings/client/connection/LiveConnection.h"
 #include "settings/client/connection/Registration.h"
+#include "settings/client/connection/Renewal.h"
 #include "settings/client/connection/SubscribedEntries.h"
 #include "settings/common/LeavingListeners.h"
 #include "zumra/osa/Mutex.h"
@@ -38,8 +39,10 @@ public:
     /// Makes a connection the one that changes are told over. Nothing is subscribed to yet.
     void Attach(const std::shared_ptr<LiveConnection>& live);
     /// As `Attach`, for a connection that nobody uses yet and that follows one that was lost: subscribes to
-    /// everything that is wanted, and tells everyone what differs from what was known. The server has
-    /// answered when this gives `kReplied`, also when nothing is wanted. Throws what the server replies.
+    /// everything that is wanted, and tells everyone what differs from what was known, all at once. Asks in
+    /// parts where one request or its reply might be more than the server allows; after each time that fails
+    /// in parts half as large. One thread at a time. The server has answered when this gives `kReplied`, also
+    /// when nothing is wanted. Throws what the server replies.
     [[nodiscard]] ExchangeEnd Resume(const std::shared_ptr<LiveConnection>& live);
 
     // As the operations of `IBackend`; they wait for replies and call no callback. What did not end with a
@@ -77,7 +80,15 @@ private:
     void AwaitReturn(const IChangeCallback* callback) noexcept;
     void Drop(const SubscribedEntries& entries) noexcept;
     void Withdraw(const SubscribedEntries& entries, SubscribedEntries& gone);
+    [[nodiscard]] std::unique_ptr<Renewal> MakeRenewal() ZUMRA_REQUIRES(_mutex);
+    void TakePart(Renewal& renewal, Renewal::Part& part);
+    void EndRenewal(const Renewal& renewal, bool renewed);
+    [[nodiscard]] bool TakenByRenewal(const common::Change& change);
     void Reconcile(const Matcher& wanted, const common::GroupMap& current);
+    void Tell(const std::shared_ptr<const common::Change>& change, std::size_t bytes);
+
+    /// Less than what a server takes and replies by default.
+    static constexpr std::size_t kLargestPart = std::size_t{8} << 20;
 
     const bool _forLosses;
     const bool _mayWait;
@@ -87,6 +98,12 @@ private:
     common::ChangeRouter _followerRouter;
     common::ChangeRouter _callbackRouter;
     CallbackQueue _queue;
+
+    /// About what a connection is asked for in one part, in bytes of text. The renewing thread's own.
+    std::size_t _partLimit = kLargestPart;
+    osa::Mutex _renewalMutex{"renewal"};
+    /// While a connection is being renewed: what is read of it goes there.
+    Renewal* _renewal ZUMRA_GUARDED_BY(_renewalMutex) = nullptr;
 
     /// Held while a subscription is sent, so that the server learns of changes of these tables in their
     /// order; never while a reply is awaited.
