@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "storage/OpenStore.h"
+#include "zumra-settingsd/HeldSignals.h"
 #include "zumra-settingsd/Listener.h"
 #include "zumra-settingsd/Paths.h"
 #include "zumra-settingsd/Server.h"
@@ -129,7 +130,13 @@ public:
                   log) {}
 
     int Run(const std::string& place) {
+        if (HeldSignals::StopIsPending()) {
+            ServiceManager::Stopping();
+            _log.Notice("stopping, asked to while loading");
+            return Save();
+        }
         WaitForSignal();
+        HeldSignals::Release();
         ServiceManager::Ready();
         const auto statistics = _settings.manager->Statistics();
         _log.Notice("serving " + std::to_string(statistics.groups) + " groups on " + place);

@@ -3,11 +3,13 @@
 
 #include "storage/StandardDescriptors.h"
 #include "zumra-settingsd/Daemon.h"
+#include "zumra-settingsd/HeldSignals.h"
 #include "zumra-settingsd/Log.h"
 #include "zumra-settingsd/Options.h"
 
 int main(int count, char** arguments) {
     using namespace zumra::settingsd;
+    HeldSignals::Hold();
     zumra::storage::ReserveStandardDescriptors();
     try {
         const Options options = ParseOptions(count, arguments);
@@ -17,6 +19,7 @@ int main(int count, char** arguments) {
         Log log(options.logLevel);
         try {
             if (options.checkOnly) {
+                HeldSignals::Release();
                 CheckSetup(options, log);
                 return 0;
             }

@@ -34,7 +34,7 @@ std::vector<std::string> EmulatorWords() {
 
 }  // namespace
 
-DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments) {
+DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments, Until until) {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         Fail("pipe");
@@ -58,7 +58,7 @@ DaemonProcess::DaemonProcess(const std::vector<std::string>& arguments) {
     }
     ::close(ends[1]);
     _stderr = ends[0];
-    _serves = WaitForLog("serving ");
+    _serves = until == Until::kServes && WaitForLog("serving ");
 }
 
 DaemonProcess::~DaemonProcess() {

@@ -10,8 +10,10 @@ namespace zumra::settingsd {
 /// The real daemon, started for a test and gone with it.
 class DaemonProcess {
 public:
-    /// Returns when the daemon has told that it serves, or has ended.
-    explicit DaemonProcess(const std::vector<std::string>& arguments);
+    enum class Until { kStarted, kServes };
+
+    /// Returns when the daemon was started; or when it has told that it serves, or has ended.
+    explicit DaemonProcess(const std::vector<std::string>& arguments, Until until = Until::kServes);
     ~DaemonProcess();
     DaemonProcess(const DaemonProcess&) = delete;
     DaemonProcess& operator=(const DaemonProcess&) = delete;
