@@ -1,9 +1,8 @@
 #include "zumra-settingsd/Log.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <string>
+
+#include "zumra-settingsd/LogWriter.h"
 
 namespace zumra::settingsd {
 
@@ -26,22 +25,17 @@ std::string Line(Log::Level level, std::string_view event) {
 
 }  // namespace
 
-void Log::Write(Level level, std::string_view event) {
-    if (level > _least) {
-        return;
+Log::Log(Level least, int descriptor) : _least(least), _writer(std::make_unique<LogWriter>(descriptor)) {}
+
+Log::~Log() {
+    if (!_writer->Finish()) {
+        static_cast<void>(_writer.release());  // Its thread uses it as long as the process lives.
     }
-    const std::string line = Line(level, event);
-    const osa::MutexLock lock(_mutex);
-    Put(line);
 }
 
-void Log::Put(std::string_view line) {
-    while (!line.empty()) {
-        const ssize_t put = ::write(_descriptor, line.data(), line.size());
-        if (put < 0 && errno != EINTR) {
-            return;  // There is nowhere left to tell it.
-        }
-        line.remove_prefix(put < 0 ? 0 : static_cast<std::size_t>(put));
+void Log::Write(Level level, std::string_view event) {
+    if (level <= _least) {
+        _writer->Add(Line(level, event));
     }
 }
 

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <string_view>
 
-#include "zumra/osa/Mutex.h"
-
 namespace zumra::settingsd {
+
+class LogWriter;
 
 /// The daemon's log: one line an event on a descriptor (standard error), each beginning with its level in the
 /// form
@@ -12,13 +13,19 @@ namespace zumra::settingsd {
 /// so that nobody's data can pose as an event. Events name connections, groups, files and reasons, never
 /// values.
 ///
+/// Nobody who logs waits for whoever reads: lines that find no room are dropped, and a line tells how many
+/// when there is room again (`LogWriter`).
+///
 /// Thread-safety: any thread may log; lines are not mixed up.
 class Log {
 public:
     /// As in syslog; smaller is graver.
     enum Level { kError = 3, kWarning = 4, kNotice = 5, kInfo = 6, kDebug = 7 };
 
-    explicit Log(Level least = kInfo, int descriptor = 2) : _least(least), _descriptor(descriptor) {}
+    /// Throws `std::system_error` when there is no thread to write with.
+    explicit Log(Level least = kInfo, int descriptor = 2);
+    /// Waits until everything is written, as long as somebody takes it.
+    ~Log();
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
@@ -30,11 +37,8 @@ public:
     void Debug(std::string_view event) { Write(kDebug, event); }
 
 private:
-    void Put(std::string_view line) ZUMRA_REQUIRES(_mutex);
-
     const Level _least;
-    const int _descriptor;
-    osa::Mutex _mutex{"log"};
+    std::unique_ptr<LogWriter> _writer;
 };
 
 }  // namespace zumra::settingsd

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <exception>
+#include <iostream>
 
 #include "storage/StandardDescriptors.h"
 #include "zumra-settingsd/Daemon.h"
@@ -30,5 +31,8 @@ int main(int count, char** arguments) {
         }
     } catch (const EarlyExit& exit) {
         return exit.status;
+    } catch (const std::exception& error) {
+        std::cerr << "zumra-settingsd: " << error.what() << '\n';  // There is no log.
+        return 1;
     }
 }
