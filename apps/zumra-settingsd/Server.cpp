@@ -66,11 +66,11 @@ void Server::OnAccepted(const asio::error_code& error, Protocol::socket socket) 
         return;
     }
     if (error) {
-        ++_refused;
-        _log.Error("cannot accept a connection: " + error.message());
+        OnNotAccepted(error.message());
         AcceptLater();
         return;
     }
+    OnAcceptedAgain();
     const auto identity = PeerIdentity(socket.native_handle());
     const std::uint64_t number = ++_accepted;
     const auto connection = std::make_shared<Connection>(
@@ -86,6 +86,25 @@ void Server::OnAccepted(const asio::error_code& error, Protocol::socket socket) 
         _log.Warning("all " + std::to_string(_limits.connections) + " connections are in use; others wait");
     }
     Accept();
+}
+
+/// A reason is told once, however often it is tried again.
+void Server::OnNotAccepted(const std::string& reason) {
+    if (_refusal.empty()) {
+        _refusedBefore = _refused;
+    }
+    ++_refused;
+    if (std::exchange(_refusal, reason) != reason) {
+        _log.Error("cannot accept connections, trying again: " + reason);
+    }
+}
+
+void Server::OnAcceptedAgain() {
+    if (!_refusal.empty()) {
+        _refusal.clear();
+        _log.Notice("connections are accepted again, after " + std::to_string(_refused - _refusedBefore) +
+                    " attempts that failed");
+    }
 }
 
 void Server::AcceptLater() {

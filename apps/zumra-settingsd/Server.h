@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 
 #include "settings/server/Session.h"
 #include "zumra-settingsd/Connection.h"
@@ -42,6 +43,8 @@ private:
 
     void Accept();
     void OnAccepted(const asio::error_code& error, Protocol::socket socket);
+    void OnNotAccepted(const std::string& reason);
+    void OnAcceptedAgain();
     void AcceptLater();
     void OnClosed(Connection& connection, const std::string& reason);
     void FinishStop();
@@ -61,6 +64,8 @@ private:
     const std::chrono::steady_clock::time_point _started = std::chrono::steady_clock::now();
     std::uint64_t _accepted = 0;
     std::uint64_t _refused = 0;
+    std::string _refusal;              ///< why the last one could not be accepted; empty when it was
+    std::uint64_t _refusedBefore = 0;  ///< so many when that began
     bool _accepting = false;
     bool _stopping = false;
     std::function<void()> _stopped;
