@@ -11,33 +11,6 @@ namespace zumra::cli {
 
 namespace {
 
-core::IniFile ReadJson(const std::string& text) {
-    core::IniFile document;
-    Json json;
-    try {
-        json = Json::parse(text);
-    } catch (const Json::exception& error) {
-        throw osa::Exception(error.what());
-    }
-    if (!json.is_object()) {
-        throw osa::Exception("expected an object of groups");
-    }
-    for (const auto& [group, values] : json.items()) {
-        if (!values.is_object()) {
-            throw osa::Exception("expected an object of values as group '" + Visible(group) + "'");
-        }
-        document[group];
-        for (const auto& [name, value] : values.items()) {
-            if (!value.is_string()) {
-                throw osa::Exception("expected a string as '" + Visible(name) + "' of group '" +
-                                     Visible(group) + "'");
-            }
-            document[group][name] = value.get<std::string>();
-        }
-    }
-    return document;
-}
-
 core::IniFile ReadNul(const std::string& text) {
     std::vector<std::string> texts;
     std::size_t start = 0;
@@ -68,27 +41,6 @@ void WriteColored(std::ostream& out, const Style& style, const core::IniFile& do
 }
 
 }  // namespace
-
-void WriteJson(std::ostream& out, const Json& json, const std::string& what, int indent) {
-    try {
-        out << json.dump(indent) << '\n';
-    } catch (const Json::exception&) {
-        throw osa::Exception(what +
-                             " holds bytes that are not UTF-8, which JSON cannot say; ask for another form");
-    }
-}
-
-Json ToJson(const core::IniFile& document) {
-    Json json = Json::object();
-    for (const auto& [group, values] : document) {
-        Json object = Json::object();
-        for (const auto& [name, value] : values) {
-            object[name] = value;
-        }
-        json[group] = std::move(object);
-    }
-    return json;
-}
 
 void WriteNul(std::ostream& out, const std::string& text) {
     if (text.find('\0') != std::string::npos) {

@@ -89,6 +89,24 @@ TEST_F(CommandLineOutputTest, ReadsEveryFormThatItWrites) {
     EXPECT_EQ(all, Out("export"));
 }
 
+TEST_F(CommandLineOutputTest, RefusesJsonThatSaysAThingTwice) {
+    const std::pair<const char*, const char*> texts[] = {
+        {"{\"a\": {\"x\": \"1\",\n\"y\": \"\", \"x\": \"2\"}}", "line 2: 'x' of group 'a' is there twice"},
+        {"{\n\"a\": {}, \"b\": {},\n\n\"\\u0061\": {}}", "line 4: group 'a' is there twice"},
+        {"{\"a\": {\"\": \"1\", \"\": \"1\"}}", "line 1: '' of group 'a' is there twice"},
+        {"[{\"x\": 1, \"x\": 2}]", "expected an object of groups"},
+        {"{\"a\": {\"x\": {\"y\": 1, \"y\": 2}}}", "expected a string as 'x' of group 'a'"},
+    };
+    for (const auto& [text, reason] : texts) {
+        const Result refused = Run("-f json merge", text);
+        EXPECT_EQ(1, refused.status) << text;
+        EXPECT_EQ(std::string("zumra-settings: '-': ") + reason + "\n", refused.err);
+    }
+    EXPECT_EQ("Screen\n", Out("list"));
+    EXPECT_EQ("", Out("-f json merge", "{\"a\": {\"x\": \"1\"}, \"b\": {\"x\": \"2\"}}"));
+    EXPECT_EQ("[a]\nx = 1\n\n[b]\nx = 2\n\n", Out("get a b"));
+}
+
 TEST_F(CommandLineOutputTest, ShowsChangesInEveryForm) {
     EXPECT_EQ(
         "{\"groups\":{\"Screen\":{\"brightness\":\"80\",\"contrast\":\"50\"}},\"removed\":[]}\n"
