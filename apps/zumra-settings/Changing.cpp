@@ -1,6 +1,7 @@
 // The verbs that change settings.
 #include <utility>
 
+#include "settings/client/IBackend.h"
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
 
@@ -51,16 +52,16 @@ int Unset(Context& context, const std::vector<std::string>& words) {
     return status;
 }
 
-int Erase(Context& context, const std::set<std::string>& patterns) {
+int Erase(Context& context, const Matcher& groups) {
     core::IniFile present;
-    context.client().GetSettings(patterns, present);
-    context.client().EraseGroups(patterns);
-    return ComplainOfMissing(context, patterns, present);
+    context.client().Backend().Get(groups, present);
+    context.client().Backend().Erase(groups);
+    return ComplainOfMissing(context, groups, present);
 }
 
-int Restore(Context& context, const std::set<std::string>& patterns) {
-    context.client().RestoreToDefaults(patterns);
-    return ComplainOfMissing(context, patterns, context.report("defaults"));
+int Restore(Context& context, const Matcher& groups) {
+    context.client().Backend().Restore(groups);
+    return ComplainOfMissing(context, groups, context.report("defaults"));
 }
 
 struct Test {
@@ -73,12 +74,13 @@ int TestAndMerge(Context& context, const Test& test) {
     if (test.expect == "-" && test.merge == "-") {
         throw UsageError{kOneInput};
     }
+    const Matcher exactly = AsMatcher(test.exactly);
     const core::IniFile expected = ReadDocumentFile(context, test.expect);
     const core::IniFile merged = ReadDocumentFile(context, test.merge);
     settings::ZumraSettingsClient::Difference difference;
-    const bool done = test.exactly.empty() ? context.client().TestAndMerge(expected, merged, &difference)
-                                           : context.client().TestExactlyAndMerge(
-                                                 AsSet(test.exactly), expected, merged, &difference);
+    settings::client::IBackend& backend = context.client().Backend();
+    const bool done = exactly.empty() ? backend.TestAndMerge(expected, merged, &difference)
+                                      : backend.TestExactlyAndMerge(exactly, expected, merged, &difference);
     if (!done) {
         context.Complain("refused: " + Describe(difference));
     }
@@ -89,7 +91,7 @@ using Patterns = std::shared_ptr<std::vector<std::string>>;
 
 Patterns AddPatterns(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
-    app.add_option("patterns", *patterns, "Groups and patterns ('prefix*')")->required();
+    app.add_option("patterns", *patterns, kGroupsHelp)->required();
     return patterns;
 }
 
@@ -128,27 +130,29 @@ Action AddOverwrite(CLI::App& app) {
     const auto patterns = AddPatterns(app);
     const auto file = AddFile(app, "--from");
     return [patterns, file](Context& context) {
+        const Matcher groups = AsMatcher(*patterns);
         const core::IniFile document = ReadDocumentFile(context, *file);
-        context.client().OverwriteSettings(AsSet(*patterns), document);
+        context.client().Backend().Overwrite(groups, document);
         return kDone;
     };
 }
 
 Action AddErase(CLI::App& app) {
     const auto patterns = AddPatterns(app);
-    return [patterns](Context& context) { return Erase(context, AsSet(*patterns)); };
+    return [patterns](Context& context) { return Erase(context, AsMatcher(*patterns)); };
 }
 
 Action AddRestore(CLI::App& app) {
     const auto patterns = AddPatterns(app);
-    return [patterns](Context& context) { return Restore(context, AsSet(*patterns)); };
+    return [patterns](Context& context) { return Restore(context, AsMatcher(*patterns)); };
 }
 
 Action AddTestAndMerge(CLI::App& app) {
     auto test = std::make_shared<Test>();
     app.add_option("--expect", test->expect, "File with what must be there")->required();
     app.add_option("--merge", test->merge, "File with what is merged then")->required();
-    app.add_option("--exactly", test->exactly, "Pattern of groups that must be just the expected ones")
+    app.add_option("--exactly", test->exactly,
+                   "Group or pattern of groups that must be just the expected ones")
         ->expected(1)
         ->allow_extra_args(false)
         ->take_all();

@@ -114,6 +114,8 @@ Candidates NamesLike(const Before& before, Words kind, const std::string& word) 
             return LocatorsLike(source.Client(), word);
         case Words::kSettings:
             return before.words % 2 == 0 ? LocatorsLike(source.Client(), word) : Candidates();
+        case Words::kStart:
+            return StartsLike(source.Client(), word);
         case Words::kAny:
             return BeginsWith(word, "[") ? LocatorsLike(source.Client(), word)
                                          : GroupsLike(source.Client(), word);

@@ -8,6 +8,7 @@
 #include <ostream>
 #include <system_error>
 
+#include "settings/common/MatcherLines.h"
 #include "storage/FileCalls.h"
 #include "storage/ReplaceFile.h"
 #include "zumra/osa/Exception.h"
@@ -45,12 +46,21 @@ core::IniFile ReadDocumentFile(Context& context, const std::string& path) {
     }
 }
 
-std::set<std::string> AsSet(const std::vector<std::string>& patterns) {
-    return {patterns.begin(), patterns.end()};
+Matcher AsMatcher(const std::vector<std::string>& words) {
+    Matcher matcher;
+    for (const std::string& word : words) {
+        try {
+            settings::common::MatcherLines::Add(matcher, word);
+        } catch (const osa::Exception&) {
+            throw UsageError{"expected a group or pattern, in quotes as a whole or not at all, got '" +
+                             Visible(word) + "'"};
+        }
+    }
+    return matcher;
 }
 
-std::set<std::string> AsSetOrAll(const std::vector<std::string>& patterns) {
-    return patterns.empty() ? std::set<std::string>{"*"} : AsSet(patterns);
+Matcher AsMatcherOrAll(const std::vector<std::string>& words) {
+    return words.empty() ? Matcher("*") : AsMatcher(words);
 }
 
 SettingLocator AsLocator(const std::string& text) {
@@ -61,16 +71,11 @@ SettingLocator AsLocator(const std::string& text) {
     }
 }
 
-bool IsPattern(const std::string& text) {
-    return !text.empty() && text.back() == '*';
-}
-
-int ComplainOfMissing(const Context& context, const std::set<std::string>& asked,
-                      const core::IniFile& found) {
+int ComplainOfMissing(const Context& context, const Matcher& asked, const core::IniFile& found) {
     int status = kDone;
-    for (const std::string& group : asked) {
-        if (!IsPattern(group) && !found.HasGroup(group)) {
-            context.Complain("there is no '" + Visible(group) + "'");
+    for (const std::string& group : asked.Names()) {
+        if (!found.HasGroup(group)) {
+            context.Complain("there is no '" + Visible(GroupWord(group)) + "'");
             status = kMissing;
         }
     }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "zumra-settings/Context.h"
+#include "zumra/settings/common/GroupNameMatcher.h"
 #include "zumra/settings/common/SettingLocator.h"
 
 namespace zumra::cli {
@@ -17,18 +17,23 @@ namespace zumra::cli {
 /// Errors name the file and the line.
 [[nodiscard]] core::IniFile ReadDocumentFile(Context& context, const std::string& path);
 
-[[nodiscard]] std::set<std::string> AsSet(const std::vector<std::string>& patterns);
-/// The groups and patterns; everything when there are none.
-[[nodiscard]] std::set<std::string> AsSetOrAll(const std::vector<std::string>& patterns);
+using Matcher = settings::common::GroupNameMatcher;
+
+/// What words of the command line select, each spelled as in the lists of the protocol: a name, a pattern
+/// ("prefix*"), or either in quotes ("\"h*\"" is the group "h*"). Throws `UsageError` when the quoted form is
+/// malformed.
+[[nodiscard]] Matcher AsMatcher(const std::vector<std::string>& words);
+/// The same; everything when there are no words.
+[[nodiscard]] Matcher AsMatcherOrAll(const std::vector<std::string>& words);
+/// What each of these options says about its value.
+constexpr const char* kGroupsHelp = "Groups and patterns ('prefix*'; '\"h*\"' is the group 'h*')";
 
 /// Throws `UsageError` when the text is no locator.
 [[nodiscard]] settings::common::SettingLocator AsLocator(const std::string& text);
 
-[[nodiscard]] bool IsPattern(const std::string& text);
 /// Complains of each group that is asked for by its name and not in `found`. The status: `kDone` when there
 /// is none.
-[[nodiscard]] int ComplainOfMissing(const Context& context, const std::set<std::string>& asked,
-                                    const core::IniFile& found);
+[[nodiscard]] int ComplainOfMissing(const Context& context, const Matcher& asked, const core::IniFile& found);
 
 /// One value (or, without a name, one group) that two documents do not both have alike. A group that comes or
 /// goes is one change by itself, and so is each of its values.

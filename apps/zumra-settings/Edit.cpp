@@ -21,8 +21,6 @@ namespace zumra::cli {
 
 namespace {
 
-using settings::common::GroupNameMatcher;
-
 constexpr std::string_view kHeader =
     "# Settings, one 'name = value' a line below their '[group]'. Lines like this one are ignored.\n"
     "# Save and leave the editor to put them in place; leave the text as it is to change nothing.\n\n";
@@ -135,7 +133,7 @@ void CopyGroup(const core::IniFile& from, const std::string& group, core::IniFil
 
 /// Puts the groups that were edited, and no others, in place, if nobody else changed these meanwhile.
 void WriteBack(Context& context, const core::IniFile& read, const core::IniFile& edited) {
-    GroupNameMatcher touched;
+    Matcher touched;
     core::IniFile before;
     core::IniFile after;
     for (const Change& change : Changes(read, edited)) {
@@ -150,9 +148,9 @@ void WriteBack(Context& context, const core::IniFile& read, const core::IniFile&
     }
 }
 
-int Edit(Context& context, const std::set<std::string>& patterns) {
+int Edit(Context& context, const Matcher& groups) {
     core::IniFile read;
-    context.client().GetSettings(patterns, read);
+    context.client().Backend().Get(groups, read);
     const std::string text = std::string(kHeader) + read.SaveToString();
     EditedFile file(text);
     try {
@@ -186,8 +184,8 @@ int Edit(Context& context, const std::set<std::string>& patterns) {
 
 Action AddEdit(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
-    app.add_option("patterns", *patterns, "Groups and patterns; everything when there is none");
-    return [patterns](Context& context) { return Edit(context, AsSetOrAll(*patterns)); };
+    app.add_option("patterns", *patterns, std::string(kGroupsHelp) + "; everything when there is none");
+    return [patterns](Context& context) { return Edit(context, AsMatcherOrAll(*patterns)); };
 }
 
 }  // namespace zumra::cli

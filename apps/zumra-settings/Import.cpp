@@ -1,4 +1,5 @@
 // Bringing whole documents in.
+#include "settings/client/IBackend.h"
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
 
@@ -24,23 +25,23 @@ core::IniFile Result(const core::IniFile& document, const core::IniFile& current
 }
 
 int Import(Context& context, const Arguments& arguments) {
+    const Matcher replaced = AsMatcher(arguments.replace);
     const core::IniFile document = ReadDocumentFile(context, arguments.file);
-    settings::ZumraSettingsClient& client = context.client();
-    const std::set<std::string> patterns = AsSet(arguments.replace);
+    settings::client::IBackend& backend = context.client().Backend();
     if (arguments.dryRun) {
-        std::set<std::string> concerned = patterns;
+        Matcher concerned = replaced;
         for (const auto& [group, values] : document) {
-            concerned.insert(group);
+            concerned.AddName(group);
         }
         core::IniFile current;
-        client.GetSettings(concerned, current);
-        WriteChanges(context, Changes(current, Result(document, current, !patterns.empty())));
+        backend.Get(concerned, current);
+        WriteChanges(context, Changes(current, Result(document, current, !replaced.empty())));
         return kDone;
     }
-    if (patterns.empty()) {
-        client.MergeSettings(document);
+    if (replaced.empty()) {
+        backend.Merge(document);
     } else {
-        client.OverwriteSettings(patterns, document);
+        backend.Overwrite(replaced, document);
     }
     return kDone;
 }
@@ -50,7 +51,8 @@ int Import(Context& context, const Arguments& arguments) {
 Action AddImport(CLI::App& app) {
     auto arguments = std::make_shared<Arguments>();
     app.add_option("file", arguments->file, "File with a document; '-' or nothing: standard input");
-    app.add_option("--replace", arguments->replace, "Put the document in place of the groups of this pattern")
+    app.add_option("--replace", arguments->replace,
+                   "Put the document in place of this group, or the groups of this pattern")
         ->expected(1)
         ->allow_extra_args(false)
         ->take_all();

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "settings/client/IBackend.h"
+#include "zumra-settings/Output.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
 #include "zumra/settings/common/SettingLocator.h"
 
@@ -65,12 +66,30 @@ Candidates NamesOf(const settings::ZumraSettingsClient& client, const std::strin
 
 Candidates GroupsLike(const settings::ZumraSettingsClient& client, const std::string& word) {
     Candidates candidates;
+    // What begins with a quote may be any group that needs quotes.
+    const bool quoted = BeginsWith(word, "\"");
+    for (const auto& [name, values] : GroupsFrom(client, quoted ? "" : word)) {
+        const std::string whole = GroupWord(name);
+        const std::string text = UpToSlash(name, word.size());
+        if (quoted || (whole != name && text == name)) {
+            if (whole != name && BeginsWith(whole, word)) {
+                Add(candidates, whole, false);
+            }
+        } else {
+            Add(candidates, text, text.size() < name.size());
+        }
+    }
+    if (!candidates.words.empty() && !quoted && !word.empty() && word.back() == '/') {
+        candidates.words.push_back(word + "*");
+    }
+    return candidates;
+}
+
+Candidates StartsLike(const settings::ZumraSettingsClient& client, const std::string& word) {
+    Candidates candidates;
     for (const auto& [name, values] : GroupsFrom(client, word)) {
         const std::string text = UpToSlash(name, word.size());
         Add(candidates, text, text.size() < name.size());
-    }
-    if (!candidates.words.empty() && !word.empty() && word.back() == '/') {
-        candidates.words.push_back(word + "*");
     }
     return candidates;
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "settings/common/LineCodec.h"
+#include "settings/common/MatcherLines.h"
 #include "zumra-settings/Json.h"
 #include "zumra/osa/Exception.h"
 
@@ -107,16 +107,26 @@ core::IniFile ReadDocument(Form form, const std::string& text) {
     return document;
 }
 
-void WriteTexts(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts) {
+std::string GroupWord(const std::string& name) {
+    settings::common::GroupNameMatcher matcher;
+    matcher.AddName(name);
+    std::string line;
+    settings::common::MatcherLines::Append(line, matcher);
+    line.pop_back();
+    return line;
+}
+
+void WriteGroupNames(std::ostream& out, Form form, const Style& style,
+                     const std::vector<std::string>& names) {
     if (form == Form::kJson) {
-        WriteJson(out, Json(texts), "a name");
+        WriteJson(out, Json(names), "a name");
         return;
     }
-    for (const std::string& text : texts) {
+    for (const std::string& name : names) {
         if (form == Form::kNul) {
-            WriteNul(out, text);
+            WriteNul(out, name);
         } else {
-            out << style.Shown(settings::common::LineCodec::Encode(text)) << '\n';
+            out << style.Shown(GroupWord(name)) << '\n';
         }
     }
 }

@@ -45,8 +45,13 @@ void WriteDocument(std::ostream& out, Form form, const Style& style, const core:
 /// Reads what `WriteDocument` wrote. Throws `zumra::osa::Exception` with what is wrong, and where.
 [[nodiscard]] core::IniFile ReadDocument(Form form, const std::string& text);
 
-/// Writes texts: one a line (quoted where a line would be misread), an array, or with a NUL byte behind each.
-void WriteTexts(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts);
+/// A group's name as a word that selects it and nothing else, on one line: in quotes where it would be taken
+/// for a pattern or otherwise misread.
+[[nodiscard]] std::string GroupWord(const std::string& name);
+
+/// Writes names of groups: one a line, each as `GroupWord` gives it; an array; or with a NUL byte behind
+/// each.
+void WriteGroupNames(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts);
 
 /// Writes one value as it is, with a line end behind it for people.
 void WriteValue(std::ostream& out, Form form, const Style& style, const std::string& value);

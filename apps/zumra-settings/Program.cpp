@@ -76,7 +76,8 @@ Program::Program() : app("Shows and changes the settings of a device.", "zumra-s
         ->capture_default_str()
         ->check(CLI::IsMember({"auto", "always", "never"}));
     app.footer(
-        "Locators name one value: '[group]name'. Patterns end in '*'. '--' ends the options.\n"
+        "Locators name one value: '[group]name'. Patterns end in '*'; a group whose name does is given in\n"
+        "quotes: '\"h*\"'. '--' ends the options.\n"
         "Status: 0 done, 1 refused or different, 2 usage, 3 no such setting, 4 no server.");
     app.require_subcommand(1);
     app.fallthrough();

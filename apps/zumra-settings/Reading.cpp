@@ -1,15 +1,14 @@
 // The verbs that only read.
 #include <utility>
 
+#include "settings/client/IBackend.h"
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Verbs.h"
-#include "zumra/settings/common/GroupNameMatcher.h"
 
 namespace zumra::cli {
 
 namespace {
 
-using settings::common::GroupNameMatcher;
 using settings::common::SettingLocator;
 
 bool IsLocator(const std::string& text) {
@@ -40,30 +39,31 @@ bool GetValue(Context& context, const SettingLocator& locator, core::IniFile& fo
     return value.has_value();
 }
 
-bool HasMatch(const core::IniFile& document, const std::string& pattern) {
+bool HasMatch(const core::IniFile& document, const Matcher& groups) {
     std::set<std::string> names;
-    GroupNameMatcher(pattern).GetMatchingGroups(document, names);
+    groups.GetMatchingGroups(document, names);
     return !names.empty();
 }
 
 int GetMany(Context& context, const std::vector<std::string>& words) {
-    std::set<std::string> patterns;
+    std::vector<std::pair<std::string, Matcher>> selections;
+    Matcher groups;
     std::vector<std::pair<std::string, SettingLocator>> locators;
     for (const std::string& word : words) {
         if (IsLocator(word)) {
             locators.emplace_back(word, AsLocator(word));
         } else {
-            patterns.insert(word);
+            groups.Add(selections.emplace_back(word, AsMatcher({word})).second);
         }
     }
     core::IniFile document;
-    if (!patterns.empty()) {
-        context.client().GetSettings(patterns, document);
+    if (!groups.empty()) {
+        context.client().Backend().Get(groups, document);
     }
     int status = kDone;
-    for (const std::string& pattern : patterns) {
-        if (pattern != "*" && !HasMatch(document, pattern)) {
-            status = Missing(context, pattern);
+    for (const auto& [word, selected] : selections) {
+        if (word != "*" && !HasMatch(document, selected)) {
+            status = Missing(context, word);
         }
     }
     for (const auto& [word, locator] : locators) {
@@ -83,9 +83,9 @@ std::vector<std::string> Names(const core::IniFile& document) {
     return names;
 }
 
-core::IniFile Selected(const core::IniFile& all, const std::set<std::string>& patterns) {
+core::IniFile Selected(const core::IniFile& all, const Matcher& groups) {
     std::set<std::string> names;
-    GroupNameMatcher(patterns).GetMatchingGroups(all, names);
+    groups.GetMatchingGroups(all, names);
     core::IniFile selected;
     for (const std::string& name : names) {
         selected.SetGroup(name, *all.FindGroup(name));
@@ -110,7 +110,9 @@ std::vector<std::string> Prefixes(const core::IniFile& document, const std::stri
 
 Action AddGet(CLI::App& app) {
     auto what = std::make_shared<std::vector<std::string>>();
-    app.add_option("what", *what, "Locators ('[group]name'), groups, or patterns ('prefix*')")->required();
+    app.add_option("what", *what,
+                   "Locators ('[group]name'), groups and patterns ('prefix*'; '\"h*\"' is the group 'h*')")
+        ->required();
     return [what](Context& context) {
         return what->size() == 1 && IsLocator(what->front()) ? GetOne(context, what->front())
                                                              : GetMany(context, *what);
@@ -125,19 +127,19 @@ Action AddList(CLI::App& app) {
     return [start, prefixes](Context& context) {
         core::IniFile document;
         context.client().GetSettings(*start + "*", document);
-        WriteTexts(context.out, context.form, context.style,
-                   *prefixes ? Prefixes(document, *start) : Names(document));
+        WriteGroupNames(context.out, context.form, context.style,
+                        *prefixes ? Prefixes(document, *start) : Names(document));
         return kDone;
     };
 }
 
 Action AddExport(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
-    app.add_option("patterns", *patterns, "Groups and patterns; everything when there is none");
+    app.add_option("patterns", *patterns, std::string(kGroupsHelp) + "; everything when there is none");
     return [patterns](Context& context) {
-        const std::set<std::string> chosen = AsSetOrAll(*patterns);
+        const Matcher chosen = AsMatcherOrAll(*patterns);
         core::IniFile document;
-        context.client().GetSettings(chosen, document);
+        context.client().Backend().Get(chosen, document);
         const Form form = context.form == Form::kPeople ? Form::kIni : context.form;
         WriteDocument(context.out, form, Style(), document);
         return ComplainOfMissing(context, chosen, document);
@@ -146,12 +148,12 @@ Action AddExport(CLI::App& app) {
 
 Action AddDiff(CLI::App& app) {
     auto patterns = std::make_shared<std::vector<std::string>>();
-    app.add_option("patterns", *patterns, "Groups and patterns; everything when there is none");
+    app.add_option("patterns", *patterns, std::string(kGroupsHelp) + "; everything when there is none");
     return [patterns](Context& context) {
-        const std::set<std::string> chosen = AsSetOrAll(*patterns);
+        const Matcher chosen = AsMatcherOrAll(*patterns);
         const core::IniFile defaults = Selected(context.report("defaults"), chosen);
         core::IniFile current;
-        context.client().GetSettings(chosen, current);
+        context.client().Backend().Get(chosen, current);
         const std::vector<Change> changes = Changes(defaults, current);
         WriteChanges(context, changes);
         core::IniFile either = defaults;

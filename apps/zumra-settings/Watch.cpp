@@ -3,6 +3,7 @@
 #include <deque>
 #include <ostream>
 
+#include "settings/client/IBackend.h"
 #include "zumra-settings/Documents.h"
 #include "zumra-settings/Json.h"
 #include "zumra-settings/Shell.h"
@@ -118,9 +119,9 @@ void Show(Context& context, const Changed& change) {
 }
 
 /// What there is, as if all of it had just changed.
-void ShowInitial(Context& context, const std::set<std::string>& patterns) {
+void ShowInitial(Context& context, const Matcher& groups) {
     Changed present;
-    context.client().GetSettings(patterns, present.data);
+    context.client().Backend().Get(groups, present.data);
     for (const auto& [group, values] : present.data) {
         present.groups.insert(group);
     }
@@ -129,12 +130,12 @@ void ShowInitial(Context& context, const std::set<std::string>& patterns) {
 
 int Watch(Context& context, const Arguments& arguments) {
     std::signal(SIGPIPE, SIG_IGN);
-    const std::set<std::string> patterns = AsSet(arguments.patterns);
+    const Matcher groups = AsMatcher(arguments.patterns);
     Queue queue;
     settings::ZumraSettingsClient& client = context.client();
-    client.Subscribe(&queue, patterns);
+    client.Backend().Subscribe(&queue, groups);
     if (arguments.initial) {
-        ShowInitial(context, patterns);
+        ShowInitial(context, groups);
     }
     int status = kDone;
     for (unsigned seen = 0; arguments.count == 0 || seen < arguments.count; ++seen) {
@@ -156,7 +157,7 @@ int Watch(Context& context, const Arguments& arguments) {
 
 Action AddWatch(CLI::App& app) {
     auto arguments = std::make_shared<Arguments>();
-    app.add_option("patterns", arguments->patterns, "Groups and patterns ('prefix*')")->required();
+    app.add_option("patterns", arguments->patterns, kGroupsHelp)->required();
     app.add_option(
         "--exec", arguments->command,
         "Shell command to run at each change, instead of showing it; the changed groups are its input, "
