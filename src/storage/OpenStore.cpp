@@ -1,6 +1,5 @@
 #include "storage/OpenStore.h"
 
-#include <filesystem>
 #include <utility>
 
 #include "storage/FileCalls.h"
@@ -45,6 +44,19 @@ public:
     [[nodiscard]] core::IniFile Load() override {
         SystemFileCalls calls;
         return IniFileStore(calls, _path, {}).Look();
+    }
+
+private:
+    const std::string _path;
+};
+
+/// A database as it is on disk now.
+class SeenSqliteStore : public MemoryStore {
+public:
+    explicit SeenSqliteStore(std::string path) : _path(std::move(path)) {}
+    [[nodiscard]] core::IniFile Load() override {
+        SystemFileCalls calls;
+        return LookAtDatabase(calls, _path);
     }
 
 private:
@@ -103,8 +115,8 @@ std::unique_ptr<ISettingsStore> LookAtStore(const std::string& uri) {
     if (place.kind == Kind::kIni) {
         return std::make_unique<SeenIniFileStore>(place.path);
     }
-    if (place.kind == Kind::kSqlite && std::filesystem::exists(place.path)) {
-        return std::make_unique<SqliteStore>(place.path);
+    if (place.kind == Kind::kSqlite) {
+        return std::make_unique<SeenSqliteStore>(place.path);
     }
     return std::make_unique<MemoryStore>();
 }

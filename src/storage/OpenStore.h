@@ -23,7 +23,7 @@ namespace zumra::storage {
 
 /// The same store, only looked at: nothing is made, locked, set aside or saved, so that it may be in use
 /// meanwhile. Its `Load` throws for a file that `OpenStore` would work around, too; a store that is not there
-/// yet is empty. An SQLite database cannot be looked at: one that is there is opened as by `OpenStore`.
+/// yet is empty.
 [[nodiscard]] std::unique_ptr<ISettingsStore> LookAtStore(const std::string& uri);
 
 /// Where the store is that a URI names; empty for one in memory. Throws as `OpenStore` when it names none.

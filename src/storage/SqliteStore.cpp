@@ -10,6 +10,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "storage/MemoryVfs.h"
 #include "zumra/osa/Exception.h"
 
 namespace zumra::storage {
@@ -32,9 +33,8 @@ void MakeFile(const std::string& path) {
 }  // namespace
 
 struct SqliteStore::Database {
-    explicit Database(const std::string& file) : path(file) {
-        MakeFile(path);
-        const int result = sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    Database(const std::string& file, int flags, const char* vfs) : path(file) {
+        const int result = sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | flags, vfs);
         if (result != SQLITE_OK) {
             const std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(result);
             sqlite3_close(handle);
@@ -231,7 +231,18 @@ void InOneTransaction(const Database& database, const Write& write) {
 
 }  // namespace
 
-SqliteStore::SqliteStore(const std::string& path) : _database(std::make_unique<Database>(path)) {
+SqliteStore::SqliteStore(const std::string& path) {
+    MakeFile(path);
+    _database = std::make_unique<Database>(path, 0, nullptr);
+    Prepare();
+}
+
+SqliteStore::SqliteStore(const std::string& path, const MemoryVfs& vfs)
+    : _database(std::make_unique<Database>(path, SQLITE_OPEN_CREATE, vfs.Name())) {
+    Prepare();
+}
+
+void SqliteStore::Prepare() {
     _database->Run("PRAGMA locking_mode = EXCLUSIVE");
     _database->Run("PRAGMA journal_mode = WAL");
     _database->Run("PRAGMA synchronous = FULL");

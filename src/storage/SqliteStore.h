@@ -7,6 +7,9 @@
 
 namespace zumra::storage {
 
+class IFileCalls;
+class MemoryVfs;
+
 /// Keeps the document in an SQLite database and writes only the values that differ from it, in one
 /// transaction that is on disk when `Save` returns (write-ahead log, full synchronisation). The database is
 /// locked against every other process while the store exists.
@@ -19,6 +22,8 @@ public:
     /// Opens the database or makes it (mode 0600). Throws `zumra::osa::Exception`
     /// "cannot use settings database '<path>': <reason>".
     explicit SqliteStore(const std::string& path);
+    /// The same with the files of `vfs`, which outlives the store.
+    SqliteStore(const std::string& path, const MemoryVfs& vfs);
     ~SqliteStore() override;
 
     [[nodiscard]] core::IniFile Load() override;
@@ -27,7 +32,14 @@ public:
 
 private:
     struct Database;
+    void Prepare();
+
     std::unique_ptr<Database> _database;
 };
+
+/// What a database at `path` holds, which another process may be using meanwhile: its files are read, and
+/// nothing is made, changed, locked or waited for. Empty when there is none. Throws as the constructor of
+/// `SqliteStore` does for a database that it would refuse.
+[[nodiscard]] core::IniFile LookAtDatabase(IFileCalls& calls, const std::string& path);
 
 }  // namespace zumra::storage

@@ -194,6 +194,25 @@ TEST_F(DaemonTest, ChangesNothingByChecking) {
     EXPECT_TRUE(std::filesystem::exists(_store)) << "a check sets nothing aside";
 }
 
+TEST_F(DaemonTest, ChecksADatabaseThatIsInUse) {
+    const std::string database = _directory.File("state/settings.db");
+    const std::vector<std::string> check{"--check", "--socket", _socket, "--store", "sqlite:" + database};
+    DaemonProcess before(check);
+    EXPECT_EQ(0, before.Wait()) << before.Log();
+    EXPECT_FALSE(std::filesystem::exists(_directory.File("state")));
+    _daemon.emplace(std::vector<std::string>{"--socket", _socket, "--store", "sqlite:" + database});
+    ASSERT_EQ("flushed\n", Ask("merge\n[a]\nx=1\n.\nflush\n"));
+    DaemonProcess beside(check);
+    EXPECT_EQ(0, beside.Wait()) << beside.Log();
+    EXPECT_NE(std::string::npos, beside.Log().find("everything is in order: 1 groups"));
+    ASSERT_EQ("flushed\n", Ask("merge\n[b]\nx=1\n.\nflush\n"));
+    EXPECT_EQ(0, Stop());
+    std::ofstream(database) << "[a]\nx = 3\n";
+    DaemonProcess broken(check);
+    EXPECT_EQ(1, broken.Wait());
+    EXPECT_NE(std::string::npos, broken.Log().find("'" + database + "'")) << broken.Log();
+}
+
 TEST_F(DaemonTest, TakesItsOptionsFromAFile) {
     const std::string config =
         _directory.Write("settingsd.conf", "socket = \"" + _socket + "\"\nstore = \"ini:" + _store +

@@ -19,6 +19,7 @@ NO_LIMITS = {
     "InProcessSession.cpp": {"kMost"},
     "SettingsManager.cpp": {"kSmallValue"},
     "SqliteStore.cpp": {"kApplicationId"},
+    "LookAtDatabase.cpp": {"kLogHeader"},
     "ForkedExit.cpp": {"kStatusOne"},
     "Journal.h": {"kFields"},
 }

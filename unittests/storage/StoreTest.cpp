@@ -324,6 +324,26 @@ TEST(SqliteStoreTest, RefusesOrUsesTablesOfAnyShape) {
     }
 }
 
+TEST(SqliteStoreTest, SavesAgainAfterASaveThatTheDatabaseRefused) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.File("settings");
+    (void)Open("sqlite:" + path);
+    RunSql(path,
+           "CREATE TRIGGER t BEFORE INSERT ON settings WHEN NEW.name = CAST('no' AS BLOB)"
+           " BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    const auto store = Open("sqlite:" + path);
+    core::IniFile document;
+    document["a"]["yes"] = "1";
+    store->Save(document);
+    core::IniFile refused = document;
+    refused["b"]["no"] = "1";
+    EXPECT_THROW(store->Save(refused), osa::Exception);
+    EXPECT_EQ(document, store->Load());
+    document["b"]["yes"] = "2";
+    store->Save(document);
+    EXPECT_EQ(document, store->Load());
+}
+
 TEST(OpenStoreTest, TakesAPlainPathForAnIniFile) {
     const TemporaryDirectory directory;
     core::IniFile document;
