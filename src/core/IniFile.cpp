@@ -191,6 +191,12 @@ void IniFile::MergeSettings(IniFile&& other) {
     other._groups.clear();
 }
 
+IniFile::Groups IniFile::TakeGroups() noexcept {
+    Groups groups;
+    groups.swap(_groups);
+    return groups;
+}
+
 void IniFile::Clear() noexcept {
     _groups.clear();
 }

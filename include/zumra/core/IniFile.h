@@ -124,6 +124,8 @@ public:
     void MergeSettings(IniFile&& other);
     /// Removes every group.
     void Clear() noexcept;
+    /// Hands over the groups without copying; the document is then empty.
+    [[nodiscard]] Groups TakeGroups() noexcept;
 
     /// The number of groups.
     [[nodiscard]] std::size_t size() const noexcept { return _groups.size(); }

@@ -115,9 +115,8 @@ void CallbackDispatcher::AddCallback(IChangeCallback* callback, const GroupNameM
     const auto at = _state->subscribers.find(callback);
     const auto subscriber =
         at != _state->subscribers.end() ? at->second : std::make_shared<Subscriber>(callback);
-    const GroupNameMatcher fresh = Without(groups, subscriber->wanted);
-    GroupNameMatcher wanted = subscriber->wanted;
-    wanted.Add(fresh);
+    GroupNameMatcher fresh = groups;
+    fresh.Remove(subscriber->wanted);
     try {
         _state->index.Add(fresh, subscriber.get());
         _state->subscribers.emplace(callback, subscriber);
@@ -125,7 +124,7 @@ void CallbackDispatcher::AddCallback(IChangeCallback* callback, const GroupNameM
         _state->index.Remove(fresh, subscriber.get());
         throw;
     }
-    subscriber->wanted = std::move(wanted);
+    subscriber->wanted.Add(std::move(fresh));
 }
 
 void CallbackDispatcher::RemoveCallback(IChangeCallback* callback) {

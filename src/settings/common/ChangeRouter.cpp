@@ -18,6 +18,7 @@ struct ChangeRouter::Entry : std::enable_shared_from_this<Entry> {
     const std::weak_ptr<State> state;
 
     GroupNameMatcher wanted;          // guarded by the router's mutex
+    GroupNameMatcher::Extent extent;  // of `wanted`
     std::list<Delivery::Item> draft;  // guarded by the router's mutex; filled only within one Prepare
     std::uint64_t stay = 0;           // changes under both mutexes; raised when the listener is removed
 
@@ -36,11 +37,11 @@ struct ChangeRouter::State {
     using EntryPointer = std::shared_ptr<Entry>;
 
     osa::Mutex mutex{"change router"};
-    std::map<IChangeListener*, EntryPointer> entries ZUMRA_GUARDED_BY(mutex);
+    std::map<const IChangeListener*, EntryPointer> entries ZUMRA_GUARDED_BY(mutex);
     GroupNameIndex<Entry*> index ZUMRA_GUARDED_BY(mutex);
     std::atomic<std::size_t> count{0};
 
-    EntryPointer Find(IChangeListener* listener) const ZUMRA_REQUIRES(mutex) {
+    EntryPointer Find(const IChangeListener* listener) const ZUMRA_REQUIRES(mutex) {
         const auto at = entries.find(listener);
         return at == entries.end() ? nullptr : at->second;
     }
@@ -56,14 +57,14 @@ namespace {
 
 using Entry = ChangeRouter::Entry;
 
-/// Takes names and patterns out, as far as they are there. Does not throw.
-void TakeAway(GroupNameMatcher& wanted, const GroupNameMatcher& groups) {
-    for (const std::string& name : groups.Names()) {
-        wanted.RemoveName(name);
-    }
-    for (const std::string& pattern : groups.Patterns()) {
-        wanted.Remove(pattern);
-    }
+void Enlarge(GroupNameMatcher::Extent& extent, const GroupNameMatcher::Extent& added) noexcept {
+    extent.entries += added.entries;
+    extent.bytes += added.bytes;
+}
+
+void Reduce(GroupNameMatcher::Extent& extent, const GroupNameMatcher::Extent& removed) noexcept {
+    extent.entries -= removed.entries;
+    extent.bytes -= removed.bytes;
 }
 
 /// Waits until the call that runs now on another thread, if any, has returned.
@@ -129,7 +130,7 @@ ChangeRouter::ChangeRouter() : _state(std::make_shared<State>()) {}
 
 ChangeRouter::~ChangeRouter() = default;
 
-void ChangeRouter::Add(IChangeListener* listener, const GroupNameMatcher& groups) {
+void ChangeRouter::Add(IChangeListener* listener, GroupNameMatcher groups) {
     State& state = *_state;
     osa::MutexLock lock(state.mutex);
     std::shared_ptr<Entry> entry = state.Find(listener);
@@ -137,16 +138,16 @@ void ChangeRouter::Add(IChangeListener* listener, const GroupNameMatcher& groups
     if (isNew) {
         entry = std::make_shared<Entry>(listener, _state);
     }
-    const GroupNameMatcher fresh = Without(groups, entry->wanted);
+    groups.Remove(entry->wanted);
     try {
-        state.index.Add(fresh, entry.get());
-        entry->wanted.Add(fresh);
+        state.index.Add(groups, entry.get());
         state.entries.emplace(listener, entry);
     } catch (...) {
-        state.index.Remove(fresh, entry.get());
-        TakeAway(entry->wanted, fresh);
+        state.index.Remove(groups, entry.get());
         throw;
     }
+    Enlarge(entry->extent, groups.GetExtent());
+    entry->wanted.Add(std::move(groups));
     osa::MutexLock entryLock(entry->mutex);
     if (isNew || !entry->active) {
         entry->active = true;
@@ -162,7 +163,7 @@ void ChangeRouter::Remove(IChangeListener* listener, const GroupNameMatcher& gro
         return;
     }
     state.index.Remove(groups, entry.get());
-    TakeAway(entry->wanted, groups);
+    Reduce(entry->extent, entry->wanted.Remove(groups));
 }
 
 void ChangeRouter::Remove(IChangeListener* listener) {
@@ -180,6 +181,7 @@ void ChangeRouter::Drop(IChangeListener* listener) {
     }
     state.index.Remove(entry->wanted, entry.get());
     entry->wanted = GroupNameMatcher();
+    entry->extent = {};
     osa::MutexLock entryLock(entry->mutex);
     if (entry->active) {
         entry->active = false;
@@ -307,6 +309,27 @@ bool ChangeRouter::HasListeners() const noexcept {
 
 std::size_t ChangeRouter::ListenerCount() const {
     return _state->count.load(std::memory_order_relaxed);
+}
+
+GroupNameMatcher ChangeRouter::Groups(const IChangeListener* listener) const {
+    osa::MutexLock lock(_state->mutex);
+    const std::shared_ptr<Entry> entry = _state->Find(listener);
+    return entry == nullptr ? GroupNameMatcher() : entry->wanted;
+}
+
+GroupNameMatcher::Extent ChangeRouter::GroupsExtent(const IChangeListener* listener) const {
+    osa::MutexLock lock(_state->mutex);
+    const std::shared_ptr<Entry> entry = _state->Find(listener);
+    return entry == nullptr ? GroupNameMatcher::Extent() : entry->extent;
+}
+
+GroupNameMatcher ChangeRouter::Lacking(const IChangeListener* listener, GroupNameMatcher groups) const {
+    osa::MutexLock lock(_state->mutex);
+    const std::shared_ptr<Entry> entry = _state->Find(listener);
+    if (entry != nullptr) {
+        groups.Remove(entry->wanted);
+    }
+    return groups;
 }
 
 GroupNameMatcher ChangeRouter::AllGroups() const {

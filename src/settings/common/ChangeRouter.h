@@ -75,7 +75,7 @@ public:
     ChangeRouter& operator=(const ChangeRouter&) = delete;
 
     /// Adds to what the listener is told of. The listener is not owned. On failure nothing changed.
-    void Add(IChangeListener* listener, const GroupNameMatcher& groups);
+    void Add(IChangeListener* listener, GroupNameMatcher groups);
     /// Takes names and patterns away from what the listener is told of; what is queued for it stays. The
     /// listener stays known, even when it is left with nothing, until it is removed.
     void Remove(IChangeListener* listener, const GroupNameMatcher& groups);
@@ -105,6 +105,12 @@ public:
     [[nodiscard]] bool HasListeners() const noexcept;
 
     [[nodiscard]] std::size_t ListenerCount() const;
+    /// What the listener asked for; nothing for one who is not known.
+    [[nodiscard]] GroupNameMatcher Groups(const IChangeListener* listener) const;
+    /// How much that is; costs nothing.
+    [[nodiscard]] GroupNameMatcher::Extent GroupsExtent(const IChangeListener* listener) const;
+    /// What the listener lacks of `groups`, entry by entry.
+    [[nodiscard]] GroupNameMatcher Lacking(const IChangeListener* listener, GroupNameMatcher groups) const;
     /// Everything that all listeners asked for.
     [[nodiscard]] GroupNameMatcher AllGroups() const;
 

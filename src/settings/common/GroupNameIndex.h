@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -10,24 +11,11 @@
 
 namespace zumra::settings::common {
 
-/// The part of `groups` that `known` lacks, entry by entry.
-[[nodiscard]] inline GroupNameMatcher Without(const GroupNameMatcher& groups, const GroupNameMatcher& known) {
-    GroupNameMatcher rest;
-    for (const std::string& name : groups.Names()) {
-        if (known.Names().find(name) == known.Names().end()) {
-            rest.AddName(name);
-        }
-    }
-    for (const std::string& pattern : groups.Patterns()) {
-        if (known.Patterns().find(pattern) == known.Patterns().end()) {
-            rest.AddNameOrPattern(pattern);
-        }
-    }
-    return rest;
-}
-
 /// Finds, for the name of a group, everyone who asked for that name or for a prefix of it. `Who` is a small
-/// ordered value, such as a pointer.
+/// value, such as a pointer.
+///
+/// It keeps no texts of its own but looks at those of the matchers: an entry that was added must stay where
+/// it is until it is removed. Moving a matcher, or its entries into another one, leaves them there.
 ///
 /// Thread-safety: as of a standard container.
 ///
@@ -40,30 +28,20 @@ public:
     /// added; `Remove` with the same arguments takes them back.
     void Add(const GroupNameMatcher& groups, Who who) {
         for (const std::string& name : groups.Names()) {
-            _names[name].insert(who);
+            _names.insert({name, who});
         }
         for (const std::string& pattern : groups.Patterns()) {
-            const std::string_view prefix = Prefix(pattern);
-            std::size_t& ofThisLength = _lengths[prefix.size()];
-            const auto [at, isNew] = _prefixes.try_emplace(std::string(prefix));
-            ofThisLength += isNew ? 1 : 0;
-            at->second.insert(who);
+            AddPrefix(Prefix(pattern), who);
         }
     }
 
     /// What `who` had not asked for is passed over.
     void Remove(const GroupNameMatcher& groups, Who who) noexcept {
         for (const std::string& name : groups.Names()) {
-            RemoveFrom(_names, name, who);
+            _names.erase(Entry{name, who});
         }
         for (const std::string& pattern : groups.Patterns()) {
-            const std::string_view prefix = Prefix(pattern);
-            if (RemoveFrom(_prefixes, prefix, who)) {
-                const auto length = _lengths.find(prefix.size());
-                if (--length->second == 0) {
-                    _lengths.erase(length);
-                }
-            }
+            RemovePrefix(Prefix(pattern), who);
         }
     }
 
@@ -96,39 +74,53 @@ public:
     }
 
 private:
-    using Table = std::map<std::string, std::set<Who>, std::less<>>;
+    struct Entry {
+        std::string_view text;
+        Who who;
+    };
+    /// By text, and for one text by who asked.
+    struct Before {
+        using is_transparent = void;
+        bool operator()(const Entry& a, const Entry& b) const noexcept {
+            const int order = a.text.compare(b.text);
+            return order < 0 || (order == 0 && std::less<Who>()(a.who, b.who));
+        }
+        bool operator()(const Entry& a, std::string_view b) const noexcept { return a.text < b; }
+        bool operator()(std::string_view a, const Entry& b) const noexcept { return a < b.text; }
+    };
+    using Entries = std::set<Entry, Before>;
 
     static std::string_view Prefix(const std::string& pattern) noexcept {
         return std::string_view(pattern).substr(0, pattern.size() - 1);
     }
 
     template <class Visit>
-    static void ForEachIn(const Table& table, std::string_view key, Visit& visit) {
-        const auto at = table.find(key);
-        if (at != table.end()) {
-            for (const Who& who : at->second) {
-                visit(who);
-            }
+    static void ForEachIn(const Entries& entries, std::string_view text, Visit& visit) {
+        for (auto at = entries.lower_bound(text); at != entries.end() && at->text == text; ++at) {
+            visit(at->who);
         }
     }
 
-    /// True when the key went, too, because nobody asks for it any more.
-    static bool RemoveFrom(Table& table, std::string_view key, const Who& who) noexcept {
-        const auto at = table.find(key);
-        if (at == table.end()) {
-            return false;
-        }
-        at->second.erase(who);
-        if (!at->second.empty()) {
-            return false;
-        }
-        table.erase(at);
-        return true;
+    void AddPrefix(std::string_view prefix, Who who) {
+        const auto length = _lengths.try_emplace(prefix.size(), 0).first;
+        const auto added = _prefixes.insert({prefix, who});
+        length->second += added.second ? 1 : 0;
     }
 
-    Table _names;
-    Table _prefixes;
-    std::map<std::size_t, std::size_t> _lengths;  ///< of the prefixes, with how many have each
+    void RemovePrefix(std::string_view prefix, Who who) noexcept {
+        const auto length = _lengths.find(prefix.size());
+        if (length == _lengths.end()) {
+            return;
+        }
+        length->second -= _prefixes.erase(Entry{prefix, who});
+        if (length->second == 0) {
+            _lengths.erase(length);
+        }
+    }
+
+    Entries _names;
+    Entries _prefixes;
+    std::map<std::size_t, std::size_t> _lengths;  ///< of the prefixes, with how many entries have each
 };
 
 }  // namespace zumra::settings::common

@@ -1,6 +1,7 @@
 #include "zumra/settings/common/GroupNameMatcher.h"
 
 #include <algorithm>
+#include <iterator>
 #include <ostream>
 
 #include "core/IniWriter.h"
@@ -32,6 +33,33 @@ bool Erase(GroupNameMatcher::Strings& set, std::string_view text) {
     }
     set.erase(at);
     return true;
+}
+
+GroupNameMatcher::Strings::iterator Erase(GroupNameMatcher::Strings& set,
+                                          GroupNameMatcher::Strings::iterator at,
+                                          GroupNameMatcher::Extent& erased) noexcept {
+    ++erased.entries;
+    erased.bytes += at->size();
+    return set.erase(at);
+}
+
+/// Takes out of `set` what is in `other`, too.
+GroupNameMatcher::Extent EraseCommon(GroupNameMatcher::Strings& set,
+                                     const GroupNameMatcher::Strings& other) noexcept {
+    GroupNameMatcher::Extent erased;
+    if (other.size() < set.size()) {
+        for (const std::string& text : other) {
+            const auto at = set.find(text);
+            if (at != set.end()) {
+                Erase(set, at, erased);
+            }
+        }
+        return erased;
+    }
+    for (auto at = set.begin(); at != set.end();) {
+        at = other.find(*at) == other.end() ? std::next(at) : Erase(set, at, erased);
+    }
+    return erased;
 }
 
 std::size_t CommonLength(std::string_view a, std::string_view b) noexcept {
@@ -82,10 +110,13 @@ void GroupNameMatcher::AddName(std::string_view name) {
 
 void GroupNameMatcher::Add(const GroupNameMatcher& other) {
     // Moving what was copied into place needs no memory, so a pattern never comes without its prefix.
-    GroupNameMatcher added(other);
-    _names.merge(added._names);
-    _patterns.merge(added._patterns);
-    _prefixes.merge(added._prefixes);
+    Add(GroupNameMatcher(other));
+}
+
+void GroupNameMatcher::Add(GroupNameMatcher&& other) noexcept {
+    _names.merge(other._names);
+    _patterns.merge(other._patterns);
+    _prefixes.merge(other._prefixes);
 }
 
 bool GroupNameMatcher::Remove(std::string_view nameOrPattern) {
@@ -99,6 +130,26 @@ bool GroupNameMatcher::Remove(std::string_view nameOrPattern) {
 
 bool GroupNameMatcher::RemoveName(std::string_view name) {
     return Erase(_names, name);
+}
+
+GroupNameMatcher::Extent GroupNameMatcher::Remove(const GroupNameMatcher& other) noexcept {
+    Extent removed = EraseCommon(_names, other._names);
+    (void)EraseCommon(_prefixes, other._prefixes);
+    const Extent patterns = EraseCommon(_patterns, other._patterns);
+    removed.entries += patterns.entries;
+    removed.bytes += patterns.bytes;
+    return removed;
+}
+
+GroupNameMatcher::Extent GroupNameMatcher::GetExtent() const noexcept {
+    Extent extent;
+    extent.entries = _names.size() + _patterns.size();
+    for (const Strings* entries : {&_names, &_patterns}) {
+        for (const std::string& entry : *entries) {
+            extent.bytes += entry.size();
+        }
+    }
+    return extent;
 }
 
 bool GroupNameMatcher::Matches(std::string_view name) const {

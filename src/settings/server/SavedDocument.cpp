@@ -150,22 +150,28 @@ void SavedDocument::Put(const std::string& savedName, Group values, bool exists)
 
 void SavedDocument::Replace(const std::string& savedName, Group values, bool exists) {
     _unwritten = true;
+    if (_incremental != nullptr && !IsList(savedName)) {
+        Send(savedName, std::move(values), exists);
+        return;
+    }
     if (_incremental != nullptr) {
-        if (exists) {
-            _changed.SetGroup(savedName, values);
-            _removed.erase(savedName);
-        } else {
-            _removed.insert(savedName);
-            _changed.EraseGroup(savedName);
-        }
-        if (!IsList(savedName)) {
-            return;
-        }
+        Send(savedName, values, exists);
     }
     if (exists) {
         _document.SetGroup(savedName, std::move(values));
     } else {
         _document.EraseGroup(savedName);
+    }
+}
+
+/// Puts it into what the next write sends.
+void SavedDocument::Send(const std::string& savedName, Group values, bool exists) {
+    if (exists) {
+        _changed.SetGroup(savedName, std::move(values));
+        _removed.erase(savedName);
+    } else {
+        _removed.insert(savedName);
+        _changed.EraseGroup(savedName);
     }
 }
 

@@ -37,6 +37,7 @@ private:
     void Put(const std::string& savedName, core::IniFile::Group values, bool exists);
     void PutRemovedGroup(const std::string& group, bool removed);
     void Replace(const std::string& savedName, core::IniFile::Group values, bool exists);
+    void Send(const std::string& savedName, core::IniFile::Group values, bool exists);
 
     ISettingsPersister& _persister;
     IIncrementalPersister* const _incremental;

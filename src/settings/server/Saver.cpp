@@ -206,10 +206,12 @@ Saver::Attempt Saver::WriteUnsaved() noexcept {
 void Saver::UpdateDocument(UnsavedGroups& taken) {
     _source.TakeUnsaved(taken);
     auto item = taken.items.begin();
-    for (const std::string& name : taken.names) {
-        _document.Update(name, DifferenceOf(item->current, item->byDefault, item->kept));
+    while (!taken.names.empty()) {
+        const auto name = taken.names.begin();
+        _document.Update(*name, DifferenceOf(item->current, item->byDefault, item->kept));
         *item = UnsavedGroups::Item();  // held no longer than needed: a writer would have to copy it
         ++item;
+        taken.names.erase(name);  // the document knows it now
     }
 }
 

@@ -27,7 +27,7 @@ struct UnsavedGroups {
     };
     std::uint64_t revision = 0;
     std::set<std::string> names;
-    std::vector<Item> items;  ///< one a name, in their order
+    std::vector<Item> items;  ///< one a name, in their order, when they were taken
 };
 
 /// Where a saver takes from what it saves. Called on any thread.

@@ -142,7 +142,7 @@ void RequestExecutor::Guard(const Work& work) noexcept {
     }
 }
 
-void RequestExecutor::Execute(const Request& request) noexcept {
+void RequestExecutor::Execute(Request request) noexcept {
     Guard([&] { Dispatch(request); });
 }
 
@@ -165,7 +165,7 @@ void RequestExecutor::ReplyError(std::string_view message) noexcept {
     }
 }
 
-void RequestExecutor::Dispatch(const Request& request) {
+void RequestExecutor::Dispatch(Request& request) {
     switch (request.spec->command) {
         case Command::kGet:
             return Get(request, false);
@@ -174,7 +174,7 @@ void RequestExecutor::Dispatch(const Request& request) {
         case Command::kGetValue:
             return GetValues(request);
         case Command::kSubscribe:
-            return _notifier.Subscribe(request.groups);
+            return _notifier.Subscribe(std::move(request.groups));
         case Command::kUnsubscribe:
             _notifier.Unsubscribe(request.groups);
             return _notifier.Settle();
@@ -198,7 +198,7 @@ void RequestExecutor::Dispatch(const Request& request) {
 
 /// The requests that change the store. Its own notifications come before whatever is replied later, also
 /// when the request failed half-way through a save.
-void RequestExecutor::Change(const Request& request) {
+void RequestExecutor::Change(Request& request) {
     struct Settled {
         SessionNotifier& notifier;
         ~Settled() { notifier.Settle(); }
@@ -206,10 +206,10 @@ void RequestExecutor::Change(const Request& request) {
     const Settled settled{_notifier};
     switch (request.spec->command) {
         case Command::kMerge:
-            _manager.MergeSettings(request.settings, _who);
+            _manager.MergeSettings(std::move(request.settings), _who);
             return;
         case Command::kOverwrite:
-            _manager.OverwriteSettings(request.groups, request.settings, _who);
+            _manager.OverwriteSettings(request.groups, std::move(request.settings), _who);
             return;
         case Command::kRestore:
             _manager.RestoreToDefaults(request.groups, _who);
@@ -244,21 +244,23 @@ void RequestExecutor::GetValues(const Request& request) {
     _output.AppendAt(revision, Delimited(text));
 }
 
-TestResult RequestExecutor::RunTest(const Request& request) {
+TestResult RequestExecutor::RunTest(Request& request) {
     constexpr Durability kDontWait = Durability::kDontWait;
     const core::IniFile& expected = request.expected;
-    const core::IniFile& settings = request.settings;
+    core::IniFile& settings = request.settings;
     switch (request.spec->command) {
         case Command::kTestExactlyAndMerge:
-            return _manager.TestExactlyAndMerge(request.groups, expected, settings, _who, kDontWait);
+            return _manager.TestExactlyAndMerge(request.groups, expected, std::move(settings), _who,
+                                                kDontWait);
         case Command::kTestExactlyAndOverwrite:
-            return _manager.TestExactlyAndOverwrite(request.groups, expected, settings, _who, kDontWait);
+            return _manager.TestExactlyAndOverwrite(request.groups, expected, std::move(settings), _who,
+                                                    kDontWait);
         default:
-            return _manager.TestAndMerge(expected, settings, _who, kDontWait);
+            return _manager.TestAndMerge(expected, std::move(settings), _who, kDontWait);
     }
 }
 
-void RequestExecutor::Test(const Request& request) {
+void RequestExecutor::Test(Request& request) {
     const std::string_view end = request.spec->explain ? ".\n" : "";
     std::string ok = std::string("result\nok\n").append(end);
     const TestResult result = RunTest(request);

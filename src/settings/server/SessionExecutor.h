@@ -22,9 +22,10 @@ public:
     RequestExecutor(const ServerEnv& env, const Session::Options& options, OutputQueue& output,
                     SessionNotifier& notifier, std::shared_ptr<Waker> waker);
 
-    /// Replies at once, with an error if need be, unless the reply must wait for a save (`Waiting`). Does not
-    /// throw: when there is no memory even for an error, the connection ends.
-    void Execute(const Request& request) noexcept;
+    /// Replies at once, with an error if need be, unless the reply must wait for a save (`Waiting`). Uses the
+    /// request up, so that there are no two copies of what it brought. Does not throw: when there is no
+    /// memory even for an error, the connection ends.
+    void Execute(Request request) noexcept;
     [[nodiscard]] bool Waiting() const noexcept { return _wait != nullptr; }
     /// Replies if what is waited for has happened; false otherwise.
     bool TryEndWait() noexcept;
@@ -36,12 +37,12 @@ public:
 private:
     template <class Work>
     void Guard(const Work& work) noexcept;
-    void Dispatch(const Request& request);
-    void Change(const Request& request);
+    void Dispatch(Request& request);
+    void Change(Request& request);
     void Get(const Request& request, bool delimited);
     void GetValues(const Request& request);
-    void Test(const Request& request);
-    [[nodiscard]] TestResult RunTest(const Request& request);
+    void Test(Request& request);
+    [[nodiscard]] TestResult RunTest(Request& request);
     void Serialize(const std::string& format);
     void Capabilities();
     void Other(const std::string& line);

@@ -15,18 +15,11 @@
 namespace zumra::settings::server {
 namespace {
 
-std::size_t Entries(const common::GroupNameMatcher& groups) noexcept {
-    return groups.Names().size() + groups.Patterns().size();
-}
+using Extent = common::GroupNameMatcher::Extent;
 
-std::size_t Bytes(const common::GroupNameMatcher& groups) noexcept {
-    std::size_t bytes = 0;
-    for (const auto* entries : {&groups.Names(), &groups.Patterns()}) {
-        for (const std::string& entry : *entries) {
-            bytes += entry.size() + 1;
-        }
-    }
-    return bytes;
+/// As the text of a list, in which each entry has a line.
+std::size_t ListBytes(const Extent& extent) noexcept {
+    return extent.bytes + extent.entries;
 }
 
 }  // namespace
@@ -41,34 +34,21 @@ SessionNotifier::~SessionNotifier() {
     }
 }
 
-void SessionNotifier::Subscribe(const common::GroupNameMatcher& groups) {
-    common::GroupNameMatcher fresh;
-    {
-        osa::MutexLock lock(_mutex);
-        fresh = Fresh(groups);
-        CheckLimits(fresh);
-    }
+void SessionNotifier::Subscribe(common::GroupNameMatcher groups) {
+    common::GroupNameMatcher fresh = _manager.NotSubscribed(this, std::move(groups));
+    CheckLimits(fresh);
     _subscribed = true;
-    try {
-        Remember(fresh);
-        _manager.Subscribe(this, fresh);
-    } catch (...) {
-        Forget(fresh);
-        throw;
-    }
+    _manager.Subscribe(this, std::move(fresh));
 }
 
 void SessionNotifier::Unsubscribe(const common::GroupNameMatcher& groups) {
-    if (!_subscribed) {
-        return;
+    if (_subscribed) {
+        _manager.UnSubscribe(this, groups);
     }
-    _manager.UnSubscribe(this, groups);
-    Forget(groups);
 }
 
 common::GroupNameMatcher SessionNotifier::Subscriptions() const {
-    osa::MutexLock lock(_mutex);
-    return _wanted;
+    return _manager.Subscriptions(this);
 }
 
 void SessionNotifier::Settle() {
@@ -101,51 +81,15 @@ void SessionNotifier::Notify(const std::shared_ptr<const common::Change>& change
     _output.Notify(change->revision, NotificationText(change, names, CurrentFormat()));
 }
 
-common::GroupNameMatcher SessionNotifier::Fresh(const common::GroupNameMatcher& groups) const {
-    common::GroupNameMatcher fresh;
-    for (const std::string& name : groups.Names()) {
-        if (!_wanted.Names().contains(name)) {
-            fresh.AddName(name);
-        }
-    }
-    for (const std::string& pattern : groups.Patterns()) {
-        if (!_wanted.Patterns().contains(pattern)) {
-            fresh.AddNameOrPattern(pattern);
-        }
-    }
-    return fresh;
-}
-
 void SessionNotifier::CheckLimits(const common::GroupNameMatcher& fresh) const {
-    if (Entries(_wanted) + Entries(fresh) > _limits.listEntries) {
+    const Extent present = _manager.SubscriptionsExtent(this);
+    const Extent added = fresh.GetExtent();
+    if (present.entries + added.entries > _limits.listEntries) {
         throw osa::Exception(
             OverLimit("subscribe: subscriptions over their", _limits.listEntries, "entries"));
     }
-    if (_wantedBytes + Bytes(fresh) > _limits.document) {
+    if (ListBytes(present) + ListBytes(added) > _limits.document) {
         throw osa::Exception(OverLimit("subscribe: subscriptions over their", _limits.document, "bytes"));
-    }
-}
-
-void SessionNotifier::Remember(const common::GroupNameMatcher& fresh) {
-    osa::MutexLock lock(_mutex);
-    for (const std::string& name : fresh.Names()) {
-        _wanted.AddName(name);
-        _wantedBytes += name.size() + 1;
-    }
-    for (const std::string& pattern : fresh.Patterns()) {
-        _wanted.AddNameOrPattern(pattern);
-        _wantedBytes += pattern.size() + 1;
-    }
-}
-
-/// As far as they are there.
-void SessionNotifier::Forget(const common::GroupNameMatcher& groups) noexcept {
-    osa::MutexLock lock(_mutex);
-    for (const std::string& name : groups.Names()) {
-        _wantedBytes -= _wanted.RemoveName(name) ? name.size() + 1 : 0;
-    }
-    for (const std::string& pattern : groups.Patterns()) {
-        _wantedBytes -= _wanted.Remove(pattern) ? pattern.size() + 1 : 0;
     }
 }
 

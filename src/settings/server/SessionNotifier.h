@@ -6,7 +6,6 @@
 
 #include "settings/common/ChangeRouter.h"
 #include "settings/server/SessionFormat.h"
-#include "zumra/osa/Mutex.h"
 #include "zumra/settings/common/GroupNameMatcher.h"
 
 namespace zumra::settings::server {
@@ -30,7 +29,7 @@ public:
     SessionNotifier& operator=(const SessionNotifier&) = delete;
 
     /// Throws `zumra::osa::Exception` and changes nothing when it would be more than the limits allow.
-    void Subscribe(const common::GroupNameMatcher& groups);
+    void Subscribe(common::GroupNameMatcher groups);
     void Unsubscribe(const common::GroupNameMatcher& groups);
     [[nodiscard]] bool Subscribed() const noexcept { return _subscribed; }
     [[nodiscard]] common::GroupNameMatcher Subscriptions() const;
@@ -46,11 +45,7 @@ public:
 
 private:
     void Notify(const std::shared_ptr<const common::Change>& change, const common::CoveredNames& names);
-    [[nodiscard]] common::GroupNameMatcher Fresh(const common::GroupNameMatcher& groups) const
-        ZUMRA_REQUIRES(_mutex);
-    void CheckLimits(const common::GroupNameMatcher& fresh) const ZUMRA_REQUIRES(_mutex);
-    void Remember(const common::GroupNameMatcher& fresh);
-    void Forget(const common::GroupNameMatcher& groups) noexcept;
+    void CheckLimits(const common::GroupNameMatcher& fresh) const;
 
     SettingsManager& _manager;
     const Identity* const _who;
@@ -58,10 +53,6 @@ private:
     OutputQueue& _output;
     std::atomic<Format> _format{Format::kIni};
     bool _subscribed = false;  ///< to anything, ever
-
-    mutable osa::Mutex _mutex{"session subscriptions"};
-    common::GroupNameMatcher _wanted ZUMRA_GUARDED_BY(_mutex);
-    std::size_t _wantedBytes ZUMRA_GUARDED_BY(_mutex) = 0;
 };
 
 }  // namespace zumra::settings::server

@@ -119,13 +119,15 @@ std::optional<std::string> SettingsManager::GetValue(std::string_view group, std
     return held->find(name)->second;
 }
 
-std::uint64_t SettingsManager::MergeSettings(const core::IniFile& settings, const Identity* who) {
-    if (settings.size() == 1 && settings.begin()->second.size() == 1) {
-        const auto& [group, values] = *settings.begin();
-        return SetValue(group, values.begin()->first, values.begin()->second, who);  // the short way
+std::uint64_t SettingsManager::MergeSettings(core::IniFile settings, const Identity* who) {
+    core::IniFile::Groups groups = settings.TakeGroups();
+    if (groups.size() == 1 && groups.begin()->second.size() == 1) {
+        auto& [group, values] = *groups.begin();
+        auto& [name, value] = *values.begin();
+        return SetValue(group, name, std::move(value), who);  // the short way
     }
     return _state->Commit(
-        who, [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
+        who, [&](Store& store, const Access& access) { return PlanMerge(store, groups, access); });
 }
 
 std::uint64_t SettingsManager::SetValue(std::string_view group, std::string_view name, std::string value,
@@ -139,7 +141,9 @@ std::uint64_t SettingsManager::SetValue(std::string_view group, std::string_view
         }
     }
     if (revision != 0) {
-        _state->Finish(revision, {}, State::Saving::kAsSet);
+        State::Step step;
+        step.revision = revision;
+        _state->Finish(step, State::Saving::kAsSet);
         return revision;
     }
     return _state->Commit(who, [&](Store& store, const Access& access) {
@@ -148,9 +152,10 @@ std::uint64_t SettingsManager::SetValue(std::string_view group, std::string_view
 }
 
 std::uint64_t SettingsManager::OverwriteSettings(const common::GroupNameMatcher& groups,
-                                                 const core::IniFile& settings, const Identity* who) {
+                                                 core::IniFile settings, const Identity* who) {
+    core::IniFile::Groups wanted = settings.TakeGroups();
     return _state->Commit(who, [&](Store& store, const Access& access) {
-        return PlanOverwrite(store, groups, settings, access);
+        return PlanOverwrite(store, groups, wanted, access);
     });
 }
 
@@ -177,35 +182,37 @@ std::uint64_t SettingsManager::RestoreToDefaults(const common::GroupNameMatcher&
         who, [&](Store& store, const Access& access) { return PlanRestore(store, groups, access); });
 }
 
-TestResult SettingsManager::TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
+TestResult SettingsManager::TestAndMerge(const core::IniFile& expected, core::IniFile settings,
                                          const Identity* who, Durability durability) {
+    core::IniFile::Groups wanted = settings.TakeGroups();
     return _state->TestAndCommit(
-        settings, who, durability,
+        wanted, who, durability,
         [&](const Store& store, const Access& access) { return FindDifference(store, expected, access); },
-        [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
+        [&](Store& store, const Access& access) { return PlanMerge(store, wanted, access); });
 }
 
 TestResult SettingsManager::TestExactlyAndMerge(const common::GroupNameMatcher& groups,
-                                                const core::IniFile& expected, const core::IniFile& settings,
+                                                const core::IniFile& expected, core::IniFile settings,
                                                 const Identity* who, Durability durability) {
+    core::IniFile::Groups wanted = settings.TakeGroups();
     return _state->TestAndCommit(
-        settings, who, durability,
+        wanted, who, durability,
         [&](const Store& store, const Access& access) {
             return FindExactDifference(store, groups, expected, access);
         },
-        [&](Store& store, const Access& access) { return PlanMerge(store, settings, access); });
+        [&](Store& store, const Access& access) { return PlanMerge(store, wanted, access); });
 }
 
 TestResult SettingsManager::TestExactlyAndOverwrite(const common::GroupNameMatcher& groups,
-                                                    const core::IniFile& expected,
-                                                    const core::IniFile& settings, const Identity* who,
-                                                    Durability durability) {
+                                                    const core::IniFile& expected, core::IniFile settings,
+                                                    const Identity* who, Durability durability) {
+    core::IniFile::Groups wanted = settings.TakeGroups();
     return _state->TestAndCommit(
-        settings, who, durability,
+        wanted, who, durability,
         [&](const Store& store, const Access& access) {
             return FindExactDifference(store, groups, expected, access);
         },
-        [&](Store& store, const Access& access) { return PlanOverwrite(store, groups, settings, access); });
+        [&](Store& store, const Access& access) { return PlanOverwrite(store, groups, wanted, access); });
 }
 
 void SettingsManager::Subscribe(IChangeCallback* callback, const std::set<std::string>& namesAndPatterns) {
@@ -216,14 +223,14 @@ void SettingsManager::UnSubscribe(IChangeCallback* callback) {
     _state->callbacks.UnSubscribe(callback);
 }
 
-std::uint64_t SettingsManager::Subscribe(common::IChangeListener* listener,
-                                         const common::GroupNameMatcher& groups, common::GroupMap* current) {
+std::uint64_t SettingsManager::Subscribe(common::IChangeListener* listener, common::GroupNameMatcher groups,
+                                         common::GroupMap* current) {
     GroupMap found;
     osa::MutexLock lock(_state->mutex);
     if (current != nullptr) {
         CollectMatching(_state->store.Groups(), groups, Access(*_state->policy, nullptr), found);
     }
-    _state->router.Add(listener, groups);
+    _state->router.Add(listener, std::move(groups));
     if (current != nullptr) {
         current->swap(found);
     }
@@ -232,6 +239,20 @@ std::uint64_t SettingsManager::Subscribe(common::IChangeListener* listener,
 
 void SettingsManager::UnSubscribe(common::IChangeListener* listener, const common::GroupNameMatcher& groups) {
     _state->router.Remove(listener, groups);
+}
+
+common::GroupNameMatcher SettingsManager::Subscriptions(const common::IChangeListener* listener) const {
+    return _state->router.Groups(listener);
+}
+
+common::GroupNameMatcher::Extent SettingsManager::SubscriptionsExtent(
+    const common::IChangeListener* listener) const {
+    return _state->router.GroupsExtent(listener);
+}
+
+common::GroupNameMatcher SettingsManager::NotSubscribed(const common::IChangeListener* listener,
+                                                        common::GroupNameMatcher groups) const {
+    return _state->router.Lacking(listener, std::move(groups));
 }
 
 void SettingsManager::UnSubscribe(common::IChangeListener* listener) {

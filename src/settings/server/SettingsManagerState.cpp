@@ -79,9 +79,9 @@ SettingsManager::State::Step SettingsManager::State::TakeReload() {
 }
 
 std::uint64_t SettingsManager::State::Reload() {
-    const Step step = TakeReload();
+    Step step = TakeReload();
     if (step.committed) {
-        Finish(step.revision, step.deliveries, Saving::kAsSet);
+        Finish(step, Saving::kAsSet);
     }
     return step.revision;
 }
@@ -148,21 +148,22 @@ bool SettingsManager::State::SetInPlace(std::string_view group, std::string_view
     return true;
 }
 
-void SettingsManager::State::Finish(std::uint64_t revision,
-                                    const common::ChangeRouter::Deliveries& deliveries, Saving saving) {
+void SettingsManager::State::Finish(Step& step, Saving saving) {
     if (saver != nullptr) {
-        saver->Committed(revision);
+        saver->Committed(step.revision);
     }
     std::exception_ptr failure;
     try {
-        common::ChangeRouter::Deliver(deliveries);
+        common::ChangeRouter::Deliver(step.deliveries);
     } catch (...) {
         failure = std::current_exception();
     }
+    step.deliveries.clear();
+    step.edition = Edition();
     const bool wait =
         saving == Saving::kAlways || (saving == Saving::kAsSet && saver != nullptr && !saver->Deferred());
     if (saver != nullptr && wait) {
-        saver->Save(revision);
+        saver->Save(step.revision);
     }
     if (failure) {
         std::rethrow_exception(failure);

@@ -62,18 +62,18 @@ struct SettingsManager::State final : ISaveSource {
     /// A whole operation. Returns the revision right after it.
     template <class Plan>
     std::uint64_t Commit(const Identity* who, Plan plan) {
-        const Step step = TakeStep(who, plan);
+        Step step = TakeStep(who, plan);
         // Also when there was nothing to change: what it found may be there only because a save failed.
-        Finish(step.revision, step.deliveries, Saving::kAsSet);
+        Finish(step, Saving::kAsSet);
         return step.revision;
     }
 
     /// What `plan(store, access)` says, unless `test(store, access)` finds a difference.
     template <class Test, class Plan>
-    TestResult TestAndCommit(const core::IniFile& settings, const Identity* who, Durability durability,
-                             Test test, Plan plan) {
+    TestResult TestAndCommit(const core::IniFile::Groups& settings, const Identity* who,
+                             Durability durability, Test test, Plan plan) {
         TestResult result;
-        const Step step = TakeStep(who, [&](Store& tested, const Access& access) {
+        Step step = TakeStep(who, [&](Store& tested, const Access& access) {
             RequireWriteOfAll(settings, access);
             result.difference = test(tested, access);
             return result.difference ? Edition() : plan(tested, access);
@@ -81,8 +81,7 @@ struct SettingsManager::State final : ISaveSource {
         result.revision = step.revision;
         result.merged = !result.difference.has_value();
         if (result.merged) {
-            Finish(step.revision, step.deliveries,
-                   durability == Durability::kSaved ? Saving::kAlways : Saving::kDontWait);
+            Finish(step, durability == Durability::kSaved ? Saving::kAlways : Saving::kDontWait);
         }
         return result;
     }
@@ -103,8 +102,9 @@ struct SettingsManager::State final : ISaveSource {
     /// The short way for the most frequent commit: a new text for a value that exists, in a group that nobody
     /// else holds and that concerns nobody. False when it is not that.
     bool SetInPlace(std::string_view group, std::string_view name, std::string& value) ZUMRA_REQUIRES(mutex);
-    /// What follows a commit, outside the lock: everyone is told, and it is saved.
-    void Finish(std::uint64_t revision, const common::ChangeRouter::Deliveries& deliveries, Saving saving);
+    /// What follows a commit, outside the lock: everyone is told, what the store held before is released, and
+    /// it is saved.
+    void Finish(Step& step, Saving saving);
 
     void TakeUnsaved(UnsavedGroups& taken) override;
     void PutBack(UnsavedGroups& taken) noexcept override;

@@ -80,13 +80,14 @@ KeptDifference Store::FindKept(std::string_view group) const {
 
 void Store::Apply(Edition& edition) noexcept {
     for (Edition::Step& step : edition.steps) {
-        if (step.erase) {
-            step.erased = _groups.extract(step.at);
-        } else if (step.replacement) {
+        if (step.replacement) {
             std::swap(step.at->second, step.replacement);
         } else if (!step.values.empty() || step.removedValue != nullptr) {
             Patch(step.at->second, step);
         }
+    }
+    for (const GroupMap::iterator at : edition.erasures) {
+        edition.erased.insert(edition.erased.end(), _groups.extract(at));
     }
     _groups.merge(edition.added);
     if (edition.defaults) {

@@ -33,12 +33,13 @@ struct Edition {
         /// Values to be put into the group itself, which nobody else holds; and one to be taken out of it.
         SharedGroup::Group values = {};
         const std::string* removedValue = nullptr;
-        bool erase = false;
-        GroupMap::node_type erased = {};
     };
 
     std::vector<Step> steps;
     GroupMap added;
+    std::vector<GroupMap::iterator> erasures;
+    /// What was at `erasures`, when it is applied.
+    GroupMap erased;
     /// New defaults, with what is then kept, when they are to be replaced.
     std::optional<GroupMap> defaults;
     std::optional<KeptDifferences> kept;
@@ -48,7 +49,7 @@ struct Edition {
     std::set<std::string> unsaved;
 
     [[nodiscard]] bool empty() const noexcept {
-        return steps.empty() && added.empty() && !defaults && forgotten.empty();
+        return steps.empty() && added.empty() && erasures.empty() && !defaults && forgotten.empty();
     }
 
     /// Calls `visit(name)` for every group that the commit changes.
@@ -59,6 +60,9 @@ struct Edition {
         }
         for (const auto& group : added) {
             visit(group.first);
+        }
+        for (const GroupMap::iterator at : erasures) {
+            visit(at->first);
         }
     }
 };

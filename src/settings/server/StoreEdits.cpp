@@ -13,13 +13,14 @@ namespace {
 
 using Group = SharedGroup::Group;
 
-/// The values of `wanted` that `present` lacks or has otherwise.
-Group Differing(const Group& wanted, const Group& present) {
+/// Takes the values of `wanted` that `present` lacks or has otherwise.
+Group TakeDiffering(Group& wanted, const Group& present) {
     Group differing;
-    for (const auto& [name, value] : wanted) {
-        const auto at = present.find(name);
-        if (at == present.end() || at->second != value) {
-            differing.emplace_hint(differing.end(), name, value);
+    for (auto at = wanted.begin(); at != wanted.end();) {
+        const auto value = at++;
+        const auto other = present.find(value->first);
+        if (other == present.end() || other->second != value->second) {
+            differing.insert(differing.end(), wanted.extract(value));
         }
     }
     return differing;
@@ -37,13 +38,17 @@ Edition::Step PutValues(GroupMap::iterator at, Group values) {
     return {.at = at, .replacement = SharedGroup(std::move(copy))};
 }
 
-void PlanMergeOf(Store& store, const std::string& name, const Group& values, Edition& edition) {
+void PlanAdd(std::string&& name, Group&& values, Edition& edition) {
+    edition.added.emplace_hint(edition.added.end(), std::move(name), SharedGroup(std::move(values)));
+}
+
+void PlanMergeOf(Store& store, std::string&& name, Group&& values, Edition& edition) {
     const auto at = store.Groups().find(name);
     if (at == store.Groups().end()) {
-        edition.added.emplace_hint(edition.added.end(), name, SharedGroup(values));
+        PlanAdd(std::move(name), std::move(values), edition);
         return;
     }
-    Group differing = Differing(values, *at->second);
+    Group differing = TakeDiffering(values, *at->second);
     if (!differing.empty()) {
         edition.steps.push_back(PutValues(at, std::move(differing)));
     }
@@ -94,7 +99,7 @@ void PlanRebase(Store& store, const std::string& name, const SharedGroup& byDefa
         edition.kept->emplace(name, std::make_shared<const GroupDifference>(std::move(difference)));
     }
     if (!rebased && current) {
-        edition.steps.push_back({.at = at, .erase = true});
+        edition.erasures.push_back(at);
     } else if (rebased && !current) {
         edition.added.emplace(name, std::move(rebased));
     } else if (rebased != current) {
@@ -104,17 +109,18 @@ void PlanRebase(Store& store, const std::string& name, const SharedGroup& byDefa
 
 }  // namespace
 
-void RequireWriteOfAll(const core::IniFile& settings, const Access& access) {
+void RequireWriteOfAll(const core::IniFile::Groups& settings, const Access& access) {
     for (const auto& group : settings) {
         access.RequireWrite(group.first);
     }
 }
 
-Edition PlanMerge(Store& store, const core::IniFile& settings, const Access& access) {
+Edition PlanMerge(Store& store, core::IniFile::Groups& settings, const Access& access) {
     RequireWriteOfAll(settings, access);
     Edition edition;
-    for (const auto& [name, values] : settings) {
-        PlanMergeOf(store, name, values, edition);
+    while (!settings.empty()) {
+        auto group = settings.extract(settings.begin());
+        PlanMergeOf(store, std::move(group.key()), std::move(group.mapped()), edition);
     }
     return edition;
 }
@@ -138,22 +144,23 @@ Edition PlanSetValue(Store& store, std::string_view group, std::string_view name
     return edition;
 }
 
-Edition PlanOverwrite(Store& store, const common::GroupNameMatcher& groups, const core::IniFile& settings,
+Edition PlanOverwrite(Store& store, const common::GroupNameMatcher& groups, core::IniFile::Groups& settings,
                       const Access& access) {
     RequireWriteOfAll(settings, access);
     Edition edition;
     groups.ForEachMatch(store.Groups(), [&](GroupMap::iterator at) {
-        if (access.MayRead(at->first) && !settings.HasGroup(at->first)) {
+        if (access.MayRead(at->first) && !settings.contains(at->first)) {
             access.RequireWrite(at->first);
-            edition.steps.push_back({.at = at, .erase = true});
+            edition.erasures.push_back(at);
         }
     });
-    for (const auto& [name, values] : settings) {
-        const auto at = store.Groups().find(name);
+    while (!settings.empty()) {
+        auto group = settings.extract(settings.begin());
+        const auto at = store.Groups().find(group.key());
         if (at == store.Groups().end()) {
-            edition.added.emplace_hint(edition.added.end(), name, SharedGroup(values));
+            PlanAdd(std::move(group.key()), std::move(group.mapped()), edition);
         } else {
-            edition.steps.push_back({.at = at, .replacement = SharedGroup(values)});
+            edition.steps.push_back({.at = at, .replacement = SharedGroup(std::move(group.mapped()))});
         }
     }
     return edition;
@@ -164,7 +171,7 @@ Edition PlanErase(Store& store, const common::GroupNameMatcher& groups, const Ac
     groups.ForEachMatch(store.Groups(), [&](GroupMap::iterator at) {
         if (access.MayRead(at->first)) {
             access.RequireWrite(at->first);
-            edition.steps.push_back({.at = at, .erase = true});
+            edition.erasures.push_back(at);
         }
     });
     return edition;

@@ -12,15 +12,16 @@
 namespace zumra::settings::server {
 
 // What the operations of the store come to, as editions of it. None changes the store; an empty edition means
-// that there is nothing to change. Each throws "not allowed to write group '<group>'" as `Access` says.
+// that there is nothing to change. `settings` is used up. Each throws "not allowed to write group '<group>'"
+// as `Access` says.
 
-void RequireWriteOfAll(const core::IniFile& settings, const Access& access);
+void RequireWriteOfAll(const core::IniFile::Groups& settings, const Access& access);
 
-[[nodiscard]] Edition PlanMerge(Store& store, const core::IniFile& settings, const Access& access);
+[[nodiscard]] Edition PlanMerge(Store& store, core::IniFile::Groups& settings, const Access& access);
 [[nodiscard]] Edition PlanSetValue(Store& store, std::string_view group, std::string_view name,
                                    std::string& value, const Access& access);
 [[nodiscard]] Edition PlanOverwrite(Store& store, const common::GroupNameMatcher& groups,
-                                    const core::IniFile& settings, const Access& access);
+                                    core::IniFile::Groups& settings, const Access& access);
 [[nodiscard]] Edition PlanErase(Store& store, const common::GroupNameMatcher& groups, const Access& access);
 [[nodiscard]] Edition PlanEraseValue(Store& store, std::string_view group, std::string_view name,
                                      const Access& access);

@@ -24,6 +24,11 @@ namespace zumra::settings::common {
 class ZUMRA_EXPORT GroupNameMatcher {
 public:
     using Strings = std::set<std::string, std::less<>>;
+    /// How many entries, names and patterns, and how many bytes their texts have together.
+    struct Extent {
+        std::size_t entries = 0;
+        std::size_t bytes = 0;
+    };
 
     /// Matches nothing.
     GroupNameMatcher();
@@ -42,11 +47,17 @@ public:
     void AddName(std::string_view name);
     /// Adds all entries of another matcher; when it throws for want of memory, none.
     void Add(const GroupNameMatcher& other);
+    /// The same without copying: the entries' strings stay where they are in memory. `other` is left with
+    /// those that were here already. Cannot fail.
+    void Add(GroupNameMatcher&& other) noexcept;
     /// Removes an entry that `AddNameOrPattern` added; false when it is not there. What other entries cover
     /// stays covered.
     bool Remove(std::string_view nameOrPattern);
     /// Removes an exact name, also one that ends in "*"; false when it is not there.
     bool RemoveName(std::string_view name);
+    /// Removes all entries of another matcher that are here, entry by entry, and returns how much that was.
+    /// Costs look-ups for the entries of the smaller of the two. Cannot fail.
+    Extent Remove(const GroupNameMatcher& other) noexcept;
 
     /// Whether an entry stands for this group. Costs look-ups among the entries, however many they are.
     [[nodiscard]] bool Matches(std::string_view name) const;
@@ -59,6 +70,8 @@ public:
     [[nodiscard]] const Strings& Names() const noexcept { return _names; }
     [[nodiscard]] const Strings& Patterns() const noexcept { return _patterns; }
     [[nodiscard]] bool empty() const noexcept { return _names.empty() && _patterns.empty(); }
+    /// Walks over all entries.
+    [[nodiscard]] Extent GetExtent() const noexcept;
 
     /// Calls `visit(iterator)` for each entry of `map` (ordered by name, heterogeneous look-up) whose key
     /// matches, once each, in ascending order. `visit` must not change which keys the map has. Costs a

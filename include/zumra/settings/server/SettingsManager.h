@@ -143,17 +143,18 @@ public:
     [[nodiscard]] std::optional<std::string> GetValue(std::string_view group, std::string_view name,
                                                       const Identity* who = nullptr) const;
 
-    // Each returns the revision of the store right after it.
+    // Each returns the revision of the store right after it. A document of settings becomes a part of the
+    // store: one that is moved here is not copied.
 
     /// Adds every group and value of `settings`; equal-named values are replaced, nothing is removed.
     /// Creating an empty group is a change.
-    std::uint64_t MergeSettings(const core::IniFile& settings, const Identity* who = nullptr);
+    std::uint64_t MergeSettings(core::IniFile settings, const Identity* who = nullptr);
     /// Sets one value, creating its group if there is none.
     std::uint64_t SetValue(std::string_view group, std::string_view name, std::string value,
                            const Identity* who = nullptr);
     /// Removes every group that matches and stores the groups of `settings`, each in place of any of its
     /// name. Reports every group that it matched or brought.
-    std::uint64_t OverwriteSettings(const common::GroupNameMatcher& groups, const core::IniFile& settings,
+    std::uint64_t OverwriteSettings(const common::GroupNameMatcher& groups, core::IniFile settings,
                                     const Identity* who = nullptr);
     std::uint64_t EraseGroups(const common::GroupNameMatcher& groups, const Identity* who = nullptr);
     /// The group stays, even when it has no value left.
@@ -168,15 +169,15 @@ public:
     /// Merges `settings` if every value of `expected` is in the store with the same text; an expected group
     /// without values demands nothing. Comparing and merging are one step. Returns when the merge is saved,
     /// also when saves are deferred, unless told `kDontWait`: then the caller goes on with `WhenSaved`.
-    TestResult TestAndMerge(const core::IniFile& expected, const core::IniFile& settings,
+    TestResult TestAndMerge(const core::IniFile& expected, core::IniFile settings,
                             const Identity* who = nullptr, Durability durability = Durability::kSaved);
     /// Merges `settings` if the groups that match are exactly those of `expected`, with exactly their values.
     TestResult TestExactlyAndMerge(const common::GroupNameMatcher& groups, const core::IniFile& expected,
-                                   const core::IniFile& settings, const Identity* who = nullptr,
+                                   core::IniFile settings, const Identity* who = nullptr,
                                    Durability durability = Durability::kSaved);
     /// As `TestExactlyAndMerge`, but what it does then is `OverwriteSettings` of the groups that match.
     TestResult TestExactlyAndOverwrite(const common::GroupNameMatcher& groups, const core::IniFile& expected,
-                                       const core::IniFile& settings, const Identity* who = nullptr,
+                                       core::IniFile settings, const Identity* who = nullptr,
                                        Durability durability = Durability::kSaved);
 
     /// The subscriber, not owned, is told of changes of these groups; subscribing again adds to them. The
@@ -190,10 +191,17 @@ public:
     /// moment from which changes are told: nothing is missed between the two and nothing is told twice.
     /// Returns the revision of that moment; a listener that was already known may still be given queued
     /// changes up to it, of groups that it asked for before.
-    std::uint64_t Subscribe(common::IChangeListener* listener, const common::GroupNameMatcher& groups,
+    std::uint64_t Subscribe(common::IChangeListener* listener, common::GroupNameMatcher groups,
                             common::GroupMap* current = nullptr);
     /// Takes these names and patterns away from what the listener is told of.
     void UnSubscribe(common::IChangeListener* listener, const common::GroupNameMatcher& groups);
+    /// What the listener is subscribed to; how much that is, which costs nothing to ask; and what of `groups`
+    /// it is not subscribed to, entry by entry.
+    [[nodiscard]] common::GroupNameMatcher Subscriptions(const common::IChangeListener* listener) const;
+    [[nodiscard]] common::GroupNameMatcher::Extent SubscriptionsExtent(
+        const common::IChangeListener* listener) const;
+    [[nodiscard]] common::GroupNameMatcher NotSubscribed(const common::IChangeListener* listener,
+                                                         common::GroupNameMatcher groups) const;
     /// As for a subscriber.
     void UnSubscribe(common::IChangeListener* listener);
     /// The two halves of it: after the first no call of the listener begins, unless it subscribes again; the
