@@ -6,6 +6,7 @@
 // input.
 #include <algorithm>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -25,17 +26,31 @@ using namespace zumra;
 using namespace zumra::settings;
 using namespace zumra::settings::server;
 
-class Persister : public ISettingsPersister {
+/// A place to save in, a disk's as the daemon's are. What it holds is not the server's memory: where that is
+/// counted, it keeps nothing.
+class Disk : public IIncrementalPersister {
 public:
-    Persister() {
+    explicit Disk(bool keep) : _keep(keep) {
         _defaults["group"]["val"] = "abcd";
         _defaults["group2"]["val"] = "abcdefg";
     }
     void LoadDefaults(SettingsCombiner& combiner) override { combiner.LoadFromIni(_defaults); }
     void LoadSettings(SettingsCombiner& combiner) override { combiner.LoadFromIni(_saved); }
-    void SaveSettings(const core::IniFile& settings) override { _saved = settings; }
+    void SaveSettings(const core::IniFile&) override { fuzz::Require(false, "only changes are saved"); }
+    void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override {
+        if (!_keep) {
+            return;
+        }
+        for (const std::string& name : removed) {
+            _saved.EraseGroup(name);
+        }
+        for (const auto& [name, values] : changed) {
+            _saved.SetGroup(name, values);
+        }
+    }
 
 private:
+    const bool _keep;
     core::IniFile _defaults;
     core::IniFile _saved;
 };
@@ -93,9 +108,9 @@ private:
 /// The two connections and what came from them.
 class World {
 public:
-    /// `keepOutput`: otherwise it is thrown away when it was looked at.
+    /// `keepOutput`: otherwise it is thrown away when it was looked at, as is what is saved.
     explicit World(const SessionLimits& limits, bool keepOutput = true)
-        : _limits(limits), _keepOutput(keepOutput) {
+        : _limits(limits), _keepOutput(keepOutput), _disk(keepOutput) {
         if (keepOutput) {
             _observer = std::make_unique<Observer>(_env, _manager);
         }
@@ -126,7 +141,7 @@ public:
 
     void RequireSaved() {
         const core::IniFile store = Everything(_manager);
-        const SettingsManager again(&_persister);
+        const SettingsManager again(&_disk);
         fuzz::Require(Everything(again) == store, "what was saved is the store");
     }
 
@@ -173,8 +188,8 @@ private:
 
     const SessionLimits _limits;
     const bool _keepOutput;
-    Persister _persister;
-    SettingsManager _manager{&_persister};
+    Disk _disk;
+    SettingsManager _manager{&_disk};
     SerializationManager _serializers;
     ServerEnv _env{&_manager, &_serializers};
     std::unique_ptr<Session> _sessions[2];
@@ -183,25 +198,10 @@ private:
     std::string _output[2];
 };
 
-/// A line counts as at least this much: a name of two bytes takes a place of its own in the request, the
-/// store, the notification and the saved document, or in each of the tables that tell who is subscribed to
-/// it.
-constexpr std::size_t kLeastLine = 16;
-
-std::size_t CountedSize(std::string_view input) {
-    std::size_t size = 0;
-    while (!input.empty()) {
-        const std::size_t line = std::min(input.find('\n'), input.size() - 1) + 1;
-        size += std::max(line, kLeastLine);
-        input.remove_prefix(line);
-    }
-    return size;
-}
-
 void RunBounded(std::string_view input) {
     SessionLimits limits;
     limits.pendingOutput = std::size_t{8} << 10;
-    const fuzz::MemoryBound bound(CountedSize(input));
+    const fuzz::MemoryBound bound(input.size());
     World(limits, false).Run(input, 512);
 }
 
