@@ -28,8 +28,8 @@ protected:
     [[nodiscard]] Client::RemoteOptions Options() const {
         Client::RemoteOptions options;
         options.socketPath = _listening.Path();
-        options.patience = std::chrono::hours(24);
-        options.silence = std::chrono::hours(24);
+        options.patience = std::chrono::minutes(1);
+        options.silence = std::chrono::minutes(1);
         return options;
     }
     /// The next connection, found to be alive by the client.
