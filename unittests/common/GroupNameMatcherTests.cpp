@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/Hostile.h"
@@ -137,6 +138,41 @@ TEST(GroupNameMatcher, AddsAnotherMatcher) {
     EXPECT_TRUE(groups.Matches("bcd"));
     EXPECT_TRUE(groups.Matches("d*"));
     EXPECT_FALSE(groups.Matches("de"));
+}
+
+TEST(GroupNameMatcher, TakesTheEntriesOfAnotherWhereTheyAre) {
+    GroupNameMatcher groups = Of({"a", "p*"});
+    GroupNameMatcher other = Of({"a", "b", "p*", "q*"});
+    const std::string* const name = &*other.Names().find("b");
+    const std::string* const pattern = &*other.Patterns().find("q*");
+    groups.Add(std::move(other));
+    EXPECT_EQ(name, &*groups.Names().find("b"));
+    EXPECT_EQ(pattern, &*groups.Patterns().find("q*"));
+    EXPECT_EQ((GroupNameMatcher::Strings{"a", "b"}), groups.Names());
+    EXPECT_EQ((GroupNameMatcher::Strings{"p*", "q*"}), groups.Patterns());
+    EXPECT_TRUE(groups.Matches("qq"));
+}
+
+TEST(GroupNameMatcher, RemovesTheEntriesOfAnother) {
+    const auto removed = [](GroupNameMatcher groups, const GroupNameMatcher& other) {
+        const GroupNameMatcher::Extent before = groups.GetExtent();
+        const GroupNameMatcher::Extent less = groups.Remove(other);
+        EXPECT_EQ(before.entries, groups.GetExtent().entries + less.entries);
+        EXPECT_EQ(before.bytes, groups.GetExtent().bytes + less.bytes);
+        return groups;
+    };
+    const GroupNameMatcher many = Of({"a", "b", "c", "pp*", "q*"});
+    const GroupNameMatcher few = Of({"b", "x", "q*"});
+    EXPECT_EQ((GroupNameMatcher::Strings{"a", "c"}), removed(many, few).Names());
+    EXPECT_EQ((GroupNameMatcher::Strings{"pp*"}), removed(many, few).Patterns());
+    EXPECT_FALSE(removed(many, few).Matches("qq"));
+    EXPECT_TRUE(removed(many, few).Matches("ppp"));
+    EXPECT_EQ((GroupNameMatcher::Strings{"x"}), removed(few, many).Names());
+    EXPECT_FALSE(removed(few, many).Matches("qq"));
+    GroupNameMatcher itself = many;
+    EXPECT_EQ(5U, itself.GetExtent().entries);
+    EXPECT_EQ(8U, itself.Remove(itself).bytes);
+    EXPECT_TRUE(itself.empty());
 }
 
 TEST(GroupNameMatcher, VisitsEachOnceInOrderWhereEntriesOverlap) {

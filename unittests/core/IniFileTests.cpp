@@ -153,6 +153,17 @@ constexpr char kMerged[] =
     "[both]\nonly source = 3\nonly target = 1\nshared = source\n\n[empty]\n\n[source]\nv = 4\n\n"
     "[target]\nv = 2\n\n";
 
+TEST(IniFile, HandsOverItsGroupsWithoutCopying) {
+    IniFile document;
+    document["a"]["x"] = "1";
+    document["b"];
+    const std::string* const value = document.FindValue("a", "x");
+    const IniFile::Groups groups = document.TakeGroups();
+    EXPECT_TRUE(document.empty());
+    EXPECT_EQ((IniFile::Groups{{"a", {{"x", "1"}}}, {"b", {}}}), groups);
+    EXPECT_EQ(value, &groups.at("a").at("x"));
+}
+
 TEST(IniFile, MergeCopiesEverythingOfTheOther) {
     IniFile target = Target();
     const IniFile source = Source();
