@@ -97,7 +97,7 @@ Patterns AddPatterns(CLI::App& app) {
 
 std::shared_ptr<std::string> AddFile(CLI::App& app, const char* name) {
     auto file = std::make_shared<std::string>("-");
-    app.add_option(name, *file, "File with a document; '-' or nothing: standard input");
+    app.add_option(name, *file, "File with a document; '-' or nothing: standard input")->type_name("FILE");
     return file;
 }
 
@@ -149,13 +149,14 @@ Action AddRestore(CLI::App& app) {
 
 Action AddTestAndMerge(CLI::App& app) {
     auto test = std::make_shared<Test>();
-    app.add_option("--expect", test->expect, "File with what must be there")->required();
-    app.add_option("--merge", test->merge, "File with what is merged then")->required();
+    app.add_option("--expect", test->expect, "File with what must be there")->required()->type_name("FILE");
+    app.add_option("--merge", test->merge, "File with what is merged then")->required()->type_name("FILE");
     app.add_option("--exactly", test->exactly,
                    "Group or pattern of groups that must be just the expected ones")
         ->expected(1)
         ->allow_extra_args(false)
-        ->take_all();
+        ->take_all()
+        ->type_name("GROUPS");
     return [test](Context& context) { return TestAndMerge(context, *test); };
 }
 

@@ -55,7 +55,8 @@ Action AddImport(CLI::App& app) {
                    "Put the document in place of this group, or the groups of this pattern")
         ->expected(1)
         ->allow_extra_args(false)
-        ->take_all();
+        ->take_all()
+        ->type_name("GROUPS");
     app.add_flag("--dry-run", arguments->dryRun, "Only show what would change");
     return [arguments](Context& context) { return Import(context, *arguments); };
 }

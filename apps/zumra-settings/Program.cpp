@@ -14,15 +14,19 @@ const std::map<std::string, Form> kForms{
 void AddStoreOptions(CLI::App& app, StoreSources& store) {
     CLI::Option* uri = app.add_option("--store", store.uri,
                                       "Work without a server on a store that none has open: ini:PATH, "
-                                      "sqlite:PATH or memory:");
+                                      "sqlite:PATH or memory:")
+                           ->type_name("URI");
     uri->excludes("--socket");
     app.add_option("--defaults", store.defaults, "With --store: INI file with the default settings")
-        ->needs(uri);
+        ->needs(uri)
+        ->type_name("FILE");
     app.add_option("--include", store.include, "With --store: folder whose *.ini files add to the defaults")
-        ->needs(uri);
+        ->needs(uri)
+        ->type_name("DIR");
     app.add_option("--restricted", store.restricted,
                    "With --store: INI file that says who may read and write which groups")
-        ->needs(uri);
+        ->needs(uri)
+        ->type_name("FILE");
 }
 
 /// CLI11 takes a word in brackets for a list and splits it. With this byte behind it, which no word from
@@ -61,20 +65,24 @@ Program::Program() : app("Shows and changes the settings of a device.", "zumra-s
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.set_version_flag("-V,--version", std::string("zumra-settings ") + ZUMRA_VERSION);
     app.add_option(
-        "-s,--socket", options.socket,
-        "The server's socket; otherwise $ZUMRA_SETTINGS_SOCKET, the user's own server, the system's");
+           "-s,--socket", options.socket,
+           "The server's socket; otherwise $ZUMRA_SETTINGS_SOCKET, the user's own server, the system's")
+        ->type_name("PATH");
     app.add_option("-t,--timeout", options.timeout,
-                   "How many seconds the server may be silent while it owes an answer")
+                   "How long the server may be silent while it owes an answer, 0.001 to 86400")
         ->capture_default_str()
-        ->check(CLI::Range(0.001, 86400.0));
+        ->check(CLI::Range(0.001, 86400.0).description(""))
+        ->type_name("SECONDS");
     AddStoreOptions(app, options.store);
     app.add_option("-f,--form", options.form,
                    "How results are written and documents read: people, ini, json, nul")
         ->capture_default_str()
-        ->check(CLI::IsMember(kForms));
+        ->check(CLI::IsMember(kForms).description(""))
+        ->type_name("FORM");
     app.add_option("--color", options.color, "auto, always or never; $NO_COLOR means never")
         ->capture_default_str()
-        ->check(CLI::IsMember({"auto", "always", "never"}));
+        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+        ->type_name("WHEN");
     app.footer(
         "Locators name one value: '[group]name'. Patterns end in '*'; a group whose name does is given in\n"
         "quotes: '\"h*\"'. '--' ends the options.\n"

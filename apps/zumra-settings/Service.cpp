@@ -49,7 +49,7 @@ Action AddClients(CLI::App&) {
 
 Action AddPing(CLI::App& app) {
     auto count = std::make_shared<unsigned>(1);
-    app.add_option("--count", *count, "How often")->capture_default_str();
+    app.add_option("--count", *count, "How often")->capture_default_str()->type_name("N");
     return [count](Context& context) { return Ping(context, *count); };
 }
 

@@ -159,10 +159,11 @@ Action AddWatch(CLI::App& app) {
     auto arguments = std::make_shared<Arguments>();
     app.add_option("patterns", arguments->patterns, kGroupsHelp)->required();
     app.add_option(
-        "--exec", arguments->command,
-        "Shell command to run at each change, instead of showing it; the changed groups are its input, "
-        "their names are in ZUMRA_CHANGED_GROUPS");
-    app.add_option("--count", arguments->count, "End after so many changes");
+           "--exec", arguments->command,
+           "Shell command to run at each change, instead of showing it; the changed groups are its input, "
+           "their names are in ZUMRA_CHANGED_GROUPS")
+        ->type_name("COMMAND");
+    app.add_option("--count", arguments->count, "End after so many changes")->type_name("N");
     app.add_flag("--initial", arguments->initial, "Show what there is first");
     return [arguments](Context& context) { return Watch(context, *arguments); };
 }

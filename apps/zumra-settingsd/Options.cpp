@@ -20,8 +20,8 @@ const std::map<std::string, Log::Level> kLogLevels{{"error", Log::kError},
                                                    {"debug", Log::kDebug}};
 
 /// A number below zero is not a very large one.
-CLI::Range AnySize() {
-    return {1u, 2147483647u};
+CLI::Validator AnySize() {
+    return CLI::Range(1u, 2147483647u).description("");
 }
 
 /// What CLI11 stores into and `Options` holds in another type.
@@ -44,41 +44,59 @@ mode_t ParseMode(const std::string& text) {
 void Describe(CLI::App& app, Options& options, Raw& raw) {
     app.set_version_flag("-V,--version", std::string("zumra-settingsd ") + ZUMRA_VERSION);
     app.set_config("--config", DefaultConfigPath(),
-                   "Configuration file: the long options below without '--', one 'name = value' a line");
+                   "Configuration file: the long options below without '--', one 'name = value' a line")
+        ->type_name("FILE");
     app.allow_config_extras(CLI::config_extras_mode::error);
-    app.add_option("--socket", options.socket, "Unix socket to serve on")->default_str(DefaultSocketPath());
-    app.add_option("--socket-mode", raw.socketMode, "Mode of the socket, octal")->capture_default_str();
-    app.add_option("--socket-group", options.socketGroup, "Group of users that owns the socket");
-    app.add_option("--defaults", options.defaults, "INI file with the default settings");
+    app.add_option("--socket", options.socket, "Unix socket to serve on")
+        ->default_str(DefaultSocketPath())
+        ->type_name("PATH");
+    app.add_option("--socket-mode", raw.socketMode, "Mode of the socket, octal")
+        ->capture_default_str()
+        ->type_name("MODE");
+    app.add_option("--socket-group", options.socketGroup, "Group of users that owns the socket")
+        ->type_name("NAME");
+    app.add_option("--defaults", options.defaults, "INI file with the default settings")->type_name("FILE");
     app.add_option("--include", options.include,
-                   "Folder whose *.ini files add to the defaults, in the order of their names");
+                   "Folder whose *.ini files add to the defaults, in the order of their names")
+        ->type_name("DIR");
     app.add_option("--restricted", options.restricted,
-                   "INI file that says who may read and write which groups");
+                   "INI file that says who may read and write which groups")
+        ->type_name("FILE");
     app.add_option("--store", options.store, "Where settings are kept: ini:PATH, sqlite:PATH or memory:")
-        ->default_str(DefaultStoreUri());
+        ->default_str(DefaultStoreUri())
+        ->type_name("URI");
     app.add_option("--save-delay", raw.saveDelay,
-                   "Milliseconds that changes are gathered before they are saved; 0 saves each at once")
+                   "How long changes are gathered before they are saved, 0 to 3600000; 0 saves each at once")
         ->capture_default_str()
-        ->check(CLI::Range(0u, 3600000u));
-    app.add_option("--max-connections", options.maxConnections, "Connections served at a time")
+        ->check(CLI::Range(0u, 3600000u).description(""))
+        ->type_name("MS");
+    app.add_option("--max-connections", options.maxConnections, "Connections served at a time, 1 to 1000000")
         ->capture_default_str()
-        ->check(CLI::Range(1u, 1000000u));
-    app.add_option("--max-line", options.limits.line, "Longest line of a request, bytes")
+        ->check(CLI::Range(1u, 1000000u).description(""))
+        ->type_name("N");
+    app.add_option("--max-line", options.limits.line, "Longest line of a request, 1 to 2147483647")
         ->capture_default_str()
-        ->check(AnySize());
-    app.add_option("--max-document", options.limits.document, "Largest document in a request, bytes")
+        ->check(AnySize())
+        ->type_name("BYTES");
+    app.add_option("--max-document", options.limits.document,
+                   "Largest document in a request, 1 to 2147483647")
         ->capture_default_str()
-        ->check(AnySize());
-    app.add_option("--max-list", options.limits.listEntries, "Most names in a list of a request")
+        ->check(AnySize())
+        ->type_name("BYTES");
+    app.add_option("--max-list", options.limits.listEntries,
+                   "Most names in a list of a request, 1 to 2147483647")
         ->capture_default_str()
-        ->check(AnySize());
+        ->check(AnySize())
+        ->type_name("N");
     app.add_option("--max-output", options.limits.pendingOutput,
-                   "Most bytes that wait for one slow reader before it is cut off")
+                   "Most that waits for one slow reader before it is cut off, 1 to 2147483647")
         ->capture_default_str()
-        ->check(AnySize());
+        ->check(AnySize())
+        ->type_name("BYTES");
     app.add_option("--log-level", raw.logLevel, "Least level to log: error, warning, notice, info, debug")
         ->capture_default_str()
-        ->check(CLI::IsMember(kLogLevels));
+        ->check(CLI::IsMember(kLogLevels).description(""))
+        ->type_name("LEVEL");
     app.add_flag("--check", options.checkOnly, "Read and validate everything, then exit without serving");
 }
 

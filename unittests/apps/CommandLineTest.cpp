@@ -3,6 +3,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <sstream>
 #include <thread>
 
 #include "apps/CommandLineFixture.h"
@@ -237,6 +238,19 @@ TEST_F(CommandLineTest, ShowsHelpWithAnExampleForEveryVerb) {
             << verb;
     }
     EXPECT_EQ(0u, Out("--version").find("zumra-settings "));
+}
+
+TEST_F(CommandLineTest, NamesTheValuesOfItsOptionsForPeople) {
+    const std::string help = Out("--help");
+    EXPECT_NE(std::string::npos, help.find("--timeout SECONDS=30")) << help;
+    for (const char* verb : {"", "overwrite ", "test-and-merge ", "watch ", "import ", "ping "}) {
+        std::istringstream lines(Out(std::string(verb) + "--help"));
+        for (std::string line; std::getline(lines, line);) {
+            for (const char* type : {" TEXT", "UINT", "FLOAT", " in [", ":{"}) {
+                EXPECT_TRUE(line.rfind("  -", 0) != 0 || line.find(type) == std::string::npos) << line;
+            }
+        }
+    }
 }
 
 TEST_F(CommandLineTest, GivesUpOnASilentServer) {

@@ -133,8 +133,12 @@ def differences_in_code():
 def daemon_options(daemon):
     """The option's default, and its range where it has one."""
     text = subprocess.run([daemon, "--help"], check=True, stdout=subprocess.PIPE, text=True).stdout
-    pattern = r"^  (--[a-z-]+) \w+(?::\w+ in \[(\d+) - (\d+)\])?=(\d+)\s"
-    return {match[1]: match.groups()[1:] for match in re.finditer(pattern, text, re.MULTILINE)}
+    pattern = r"^  (--[a-z-]+) [A-Z]+=(\d+)\s+(.*)$"
+    options = {}
+    for name, default, told in re.findall(pattern, text, re.MULTILINE):
+        limits = re.search(r"(\d+) to (\d+)", told)
+        options[name] = (*(limits.groups() if limits else (None, None)), default)
+    return options
 
 
 def differences_in_options(daemon):
