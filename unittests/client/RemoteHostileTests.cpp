@@ -212,6 +212,38 @@ TEST_F(RemoteHostileTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts)
     EXPECT_EQ(calls[1].data.SaveToString(), "[b]\nx = 3\n\n");
 }
 
+TEST_F(RemoteHostileTests, NothingIsToldOfARenewalThatFailsHalfWay) {
+    Client client(Options(kNever));
+    Recorder callback;
+    PlayedConnection first = Welcome();
+    std::thread subscriber([&] {
+        client.Subscribe(&callback, "a");
+        client.Subscribe(&callback, "b");
+    });
+    for (const std::string group : {"a", "b"}) {
+        first.Answer("sync", "synced\n");
+        first.Answer(".", "data\n[" + group + "]\nx = 1\n\n.\n");
+    }
+    subscriber.join();
+    first.Close();
+    PlayedConnection second = _listening.Play();
+    second.AwaitLine("sync");
+    // What follows the refusal is already there when the client ends this connection.
+    std::string said = "error\nlist over its limit\nsynced\nerror\nlist over its limit\n";
+    for (int i = 0; i < 1000; ++i) {
+        said += "async change\na\n.\n[a]\nx = too early\n\n.\n";
+    }
+    second.Say(said);
+    PlayedConnection third = _listening.Play();
+    for (const std::string group : {"a", "b"}) {
+        third.Answer("sync", "synced\n");
+        third.Say("data\n[" + group + "]\nx = 2\n\n.\n");
+    }
+    callback.WaitForCalls(1);
+    EXPECT_EQ(callback.Calls()[0].data.SaveToString(), "[a]\nx = 2\n\n[b]\nx = 2\n\n")
+        << "b changed before a changed again";
+}
+
 TEST_F(RemoteHostileTests, WhatIsNoProtocolEndsTheConnectionAndIsTold) {
     Client client(Options(milliseconds(0)));
     PlayedConnection first = _listening.Play();

@@ -1,7 +1,6 @@
 #include "settings/client/connection/Renewal.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -19,8 +18,9 @@ void Renewal::Ask(const Matcher& entry, std::size_t size, std::size_t limit) {
 
 void Renewal::Start(Connection& connection) {
     try {
-        for (; _started != _parts.size(); ++_started) {
-            connection.Start(std::next(_parts.begin(), static_cast<std::ptrdiff_t>(_started))->exchange);
+        for (Part& part : _parts) {
+            connection.Start(part.exchange);
+            ++_started;
         }
     } catch (...) {
         Fail(connection);

@@ -49,6 +49,7 @@ ExchangeEnd Subscriptions::Resume(const std::shared_ptr<LiveConnection>& live) {
     {
         osa::MutexLock lock(_mutex);
         _latest = live;
+        Listen();
         if (_entries.empty()) {
             connection.Start(sign);
         } else {
@@ -92,6 +93,12 @@ std::unique_ptr<Renewal> Subscriptions::MakeRenewal() {
     return renewal;
 }
 
+/// The connection before has ended: what is read from now on is told.
+void Subscriptions::Listen() {
+    osa::MutexLock lock(_renewalMutex);
+    _deaf = false;
+}
+
 void Subscriptions::TakePart(Renewal& renewal, Renewal::Part& part) {
     common::GroupMap groups = MoveMatching(part.get.Groups(), part.groups);
     {
@@ -99,15 +106,17 @@ void Subscriptions::TakePart(Renewal& renewal, Renewal::Part& part) {
         if (!renewal.Put(part.groups, std::move(groups))) {
             return;
         }
-        _renewal = nullptr;
     }
     Reconcile(renewal.Wanted(), renewal.Groups());
+    osa::MutexLock lock(_renewalMutex);
+    _renewal = nullptr;
 }
 
 void Subscriptions::EndRenewal(const Renewal& renewal, bool renewed) {
     {
         osa::MutexLock lock(_renewalMutex);
         _renewal = nullptr;
+        _deaf = !renewed;
     }
     if (!renewed) {
         _partLimit = std::max<std::size_t>(std::min(_partLimit, renewal.Largest()) / 2, 1);
@@ -120,7 +129,7 @@ bool Subscriptions::TakenByRenewal(const common::Change& change) {
     if (_renewal != nullptr) {
         _renewal->Take(change);
     }
-    return _renewal != nullptr;
+    return _renewal != nullptr || _deaf;
 }
 
 void Subscriptions::Reconcile(const Matcher& wanted, const common::GroupMap& current) {

@@ -81,6 +81,7 @@ private:
     void Drop(const SubscribedEntries& entries) noexcept;
     void Withdraw(const SubscribedEntries& entries, SubscribedEntries& gone);
     [[nodiscard]] std::unique_ptr<Renewal> MakeRenewal() ZUMRA_REQUIRES(_mutex);
+    void Listen();
     void TakePart(Renewal& renewal, Renewal::Part& part);
     void EndRenewal(const Renewal& renewal, bool renewed);
     [[nodiscard]] bool TakenByRenewal(const common::Change& change);
@@ -104,6 +105,9 @@ private:
     osa::Mutex _renewalMutex{"renewal"};
     /// While a connection is being renewed: what is read of it goes there.
     Renewal* _renewal ZUMRA_GUARDED_BY(_renewalMutex) = nullptr;
+    /// After a renewal that failed, until the next connection: what the server still says of some groups is
+    /// told with what differs in the others, and not before it.
+    bool _deaf ZUMRA_GUARDED_BY(_renewalMutex) = false;
 
     /// Held while a subscription is sent, so that the server learns of changes of these tables in their
     /// order; never while a reply is awaited.
