@@ -1,11 +1,16 @@
 // Two connections on one store that is saved: however the bytes are cut, both give the same output and leave
-// the same store; what was saved is the store; who is told of every change knows the store; with small limits
-// nothing grows over them, and memory is bounded by the input.
+// the same store; what was saved is the store, also after saves that failed; who is told of every change
+// knows the store; nobody gets what he may not read, or writes what he may not; with small limits nothing
+// grows over them, and memory is bounded by the input.
+//
+// Saving fails as long as it is to put down a group "full". The second connection may not read the group
+// "hidden", and neither may write a group "fixed".
 //
 // The bytes 1 and 2 in the input give what follows to the first and to the second connection, 3 ends its
 // input.
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -15,6 +20,8 @@
 #include "settings/client/commands/ReplyLine.h"
 #include "settings/client/connection/Notification.h"
 #include "settings/server/Session.h"
+#include "zumra/osa/Exception.h"
+#include "zumra/settings/server/IRestrictedSettingsLoader.h"
 #include "zumra/settings/server/ISettingsPersister.h"
 #include "zumra/settings/server/SerializationManager.h"
 #include "zumra/settings/server/SettingsCombiner.h"
@@ -26,6 +33,8 @@ using namespace zumra;
 using namespace zumra::settings;
 using namespace zumra::settings::server;
 
+constexpr std::string_view kSecret = "5ec2e7";
+
 /// A place to save in, a disk's as the daemon's are. What it holds is not the server's memory: where that is
 /// counted, it keeps nothing.
 class Disk : public IIncrementalPersister {
@@ -33,11 +42,17 @@ public:
     explicit Disk(bool keep) : _keep(keep) {
         _defaults["group"]["val"] = "abcd";
         _defaults["group2"]["val"] = "abcdefg";
+        _defaults["hidden"]["val"] = kSecret;
     }
     void LoadDefaults(SettingsCombiner& combiner) override { combiner.LoadFromIni(_defaults); }
     void LoadSettings(SettingsCombiner& combiner) override { combiner.LoadFromIni(_saved); }
+    /// From now on nothing fails.
+    void Mend() { _mended = true; }
     void SaveSettings(const core::IniFile&) override { fuzz::Require(false, "only changes are saved"); }
     void SaveChanges(const core::IniFile& changed, const std::set<std::string>& removed) override {
+        if (!_mended && changed.HasGroup("full")) {
+            throw osa::Exception("the disk is full");
+        }
         if (!_keep) {
             return;
         }
@@ -51,8 +66,24 @@ public:
 
 private:
     const bool _keep;
+    bool _mended = false;
     core::IniFile _defaults;
     core::IniFile _saved;
+};
+
+class Rights : public IRestrictedSettingsLoader {
+public:
+    RestrictedGroups LoadRestrictedGroups() override {
+        RestrictedGroups::Users everyone;
+        everyone.everyone = true;
+        RestrictedGroups::Users first;
+        first.uids = {0};
+        return {{{common::GroupNameMatcher("hidden"), first, everyone},
+                 {common::GroupNameMatcher("fixed"), everyone, {}}}};
+    }
+    static std::shared_ptr<const Identity> Of(std::uint32_t number) {
+        return std::make_shared<const Identity>(Identity{number, {}, std::nullopt});
+    }
 };
 
 core::IniFile Everything(const SettingsManager& manager) {
@@ -114,8 +145,9 @@ public:
         if (keepOutput) {
             _observer = std::make_unique<Observer>(_env, _manager);
         }
-        for (auto& session : _sessions) {
-            session = std::make_unique<Session>(_env, Session::Options{limits, nullptr, nullptr, nullptr});
+        for (std::uint32_t i = 0; i < 2; ++i) {
+            _sessions[i] =
+                std::make_unique<Session>(_env, Session::Options{limits, Rights::Of(i), nullptr, nullptr});
         }
     }
 
@@ -134,12 +166,21 @@ public:
         }
         Finish(0);
         Finish(1);
+        fuzz::Require(!Everything(_manager).HasGroup("fixed"), "nobody writes what he may not");
         if (_observer) {
             _observer->RequireKnown();
         }
     }
 
+    /// For input that does not say it.
+    void RequireSecret() const {
+        fuzz::Require(_output[1].find(kSecret) == std::string::npos, "nobody gets what he may not read");
+    }
+
+    /// Once saving works again.
     void RequireSaved() {
+        _disk.Mend();
+        _manager.Flush();
         const core::IniFile store = Everything(_manager);
         const SettingsManager again(&_disk);
         fuzz::Require(Everything(again) == store, "what was saved is the store");
@@ -189,7 +230,8 @@ private:
     const SessionLimits _limits;
     const bool _keepOutput;
     Disk _disk;
-    SettingsManager _manager{&_disk};
+    Rights _rights;
+    SettingsManager _manager{&_disk, &_rights};
     SerializationManager _serializers;
     ServerEnv _env{&_manager, &_serializers};
     std::unique_ptr<Session> _sessions[2];
@@ -197,6 +239,13 @@ private:
     bool _finished[2] = {false, false};
     std::string _output[2];
 };
+
+/// Whether a value in the input may be the secret, also one with an escape in it.
+bool SaysSecret(std::string_view input) {
+    std::string said(input);
+    std::erase_if(said, [](char c) { return c == '\1' || c == '\2' || c == '\3'; });
+    return said.find(kSecret) != std::string::npos || said.find('\\') != std::string::npos;
+}
 
 void RunBounded(std::string_view input) {
     SessionLimits limits;
@@ -213,6 +262,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     World whole{SessionLimits()};
     whole.Run(input, input.size());
     whole.RequireSaved();
+    if (!SaysSecret(input)) {
+        whole.RequireSecret();
+    }
     World bytewise{SessionLimits()};
     bytewise.Run(input, 1);
     fuzz::Require(whole == bytewise, "pieces make no difference");
