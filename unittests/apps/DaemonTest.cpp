@@ -257,6 +257,36 @@ TEST_F(DaemonTest, EnforcesRestrictionsByWhoIsConnected) {
     EXPECT_EQ("data\n[Open]\no = 1\n\n.\n", Ask("get delimited\nOpen\n.\n"));
 }
 
+TEST_F(DaemonTest, LetsNobodyInByRestrictionsThatItDoesNotUnderstand) {
+    const std::string nobody = std::to_string(::getuid() + 1);
+    const std::string defaults = _directory.Write("defaults.ini", "[Keys]\nk = 1\n[Open]\no = 1\n");
+    const std::string nonsense = "[Keys]\nraed = " + nobody + "\n";
+    const std::string restricted = _directory.Write("restricted.ini", nonsense);
+    const std::vector<std::string> options{"--defaults", defaults, "--restricted", restricted};
+    std::vector<std::string> all{"--socket", _socket, "--store", "ini:" + _store};
+    all.insert(all.end(), options.begin(), options.end());
+    DaemonProcess refused(all);
+    ASSERT_FALSE(refused.Serves());
+    EXPECT_EQ(1, refused.Wait());
+    EXPECT_NE(std::string::npos, refused.Log().find("restricted.ini")) << refused.Log();
+    EXPECT_NE(std::string::npos, refused.Log().find("raed")) << refused.Log();
+    EXPECT_NE(0, ::access(_socket.c_str(), F_OK));
+
+    _directory.Write("restricted.ini", "[Keys]\nread = " + nobody + "\n");
+    Start(options);
+    _directory.Write("restricted.ini", nonsense);
+    _directory.Write("defaults.ini", "[Keys]\nk = 2\n[Open]\no = 2\n");
+    _daemon->Signal(SIGHUP);
+    ASSERT_TRUE(_daemon->WaitForLog("nothing was read again, the old stays: ")) << _daemon->Log();
+    EXPECT_EQ("data\n[Open]\no = 1\n\n.\n", Ask("get delimited\n*\n.\n"));
+    _directory.Write("restricted.ini", "[Open]\nread = " + nobody + "\n");
+    RawClient connected = Connect();
+    _daemon->Signal(SIGHUP);
+    ASSERT_TRUE(_daemon->WaitForLog("were read again")) << _daemon->Log();
+    connected.Send("get delimited\n*\n.\n");
+    EXPECT_EQ("data\n[Keys]\nk = 2\n\n.\n", connected.ReceiveUntil("\n.\n")) << "also who was there before";
+}
+
 TEST_F(DaemonTest, ReportsItselfAndItsClients) {
     Start();
     RawClient subscriber = Connect();
@@ -285,6 +315,23 @@ TEST_F(DaemonTest, CutsOffAReaderThatIsTooSlowAndDelaysNobody) {
     EXPECT_TRUE(_daemon->WaitForLog("closed: "));
     EXPECT_EQ("synced\n", Ask("sync\n"));
     EXPECT_EQ(0, Stop());
+}
+
+TEST_F(DaemonTest, LetsConnectionsOverTheirNumberWait) {
+    Start({"--max-connections", "1"});
+    std::optional<RawClient> first(std::in_place, _socket);
+    first->Send("sync\n");
+    ASSERT_EQ("synced\n", first->ReceiveUntil("\n"));
+    RawClient second = Connect();
+    second.Send("merge\n[a]\nx=1\n.\nsync\n");
+    for (int i = 0; i < 20; ++i) {  // far more turns than it would need to be served
+        first->Send("sync\n");
+        ASSERT_EQ("synced\n", first->ReceiveUntil("\n"));
+    }
+    first->Send("get delimited\na\n.\n");
+    EXPECT_EQ("data\n.\n", first->ReceiveUntil("\n.\n")) << "the other is served";
+    first.reset();
+    EXPECT_EQ("synced\n", second.ReceiveUntil("\n"));
 }
 
 TEST_F(DaemonTest, GoesOnInMemoryWhenTheDiskIsFullAndRecoversByItself) {

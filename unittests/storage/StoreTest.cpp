@@ -145,10 +145,19 @@ TEST_P(KeptStoreTest, IsForOneProcessAtATime) {
 }
 
 TEST_P(KeptStoreTest, IsForItsOwnerOnly) {
-    Open(Uri())->Save(core::IniFile());
-    struct stat status {};
-    ASSERT_EQ(0, ::stat(_directory.File("settings").c_str(), &status));
-    EXPECT_EQ(0600u, status.st_mode & 0777u);
+    const auto store = Open(Uri());
+    core::IniFile document;
+    document["a"]["x"] = "1";
+    store->Save(document);
+    store->Save(core::IniFile());
+    std::size_t files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(_directory.Path())) {
+        struct stat status {};
+        ASSERT_EQ(0, ::stat(file.path().c_str(), &status));
+        EXPECT_EQ(0600u, status.st_mode & 0777u) << file.path();
+        ++files;
+    }
+    EXPECT_GT(files, 1U) << "what is kept beside it, too";
 }
 
 TEST_P(KeptStoreTest, NamesADirectoryThatIsNotThere) {
