@@ -89,6 +89,35 @@ TEST_F(IniFileStoreTest, EveryTruncationFallsBackToThePreviousFile) {
     }
 }
 
+TEST_F(IniFileStoreTest, AnyCallOfALoadThatFallsBackMayFailOnce) {
+    Store().Save(_old);
+    Store().Save(_new);
+    const FakeFiles whole = _files;
+    std::size_t thrown = 0;
+    for (std::size_t call = 0;; ++call) {
+        _files = whole;
+        _files.Put(kPath, "half of a fi");
+        const std::size_t before = _files.Calls();
+        _files.FailAt(call, EIO);
+        try {
+            EXPECT_EQ(_old, Store().Load()) << call;
+            EXPECT_TRUE(_files.Exists(kPath + ".broken")) << call;
+        } catch (const osa::Exception& error) {
+            ++thrown;
+            EXPECT_NE(nullptr, std::strstr(error.what(), "Input/output error")) << error.what();
+        }
+        EXPECT_EQ(0U, _files.OpenDescriptors());
+        const bool failed = _files.Calls() > before + call;
+        _files.Disarm();
+        EXPECT_EQ(_old, Store().Load()) << call;
+        EXPECT_EQ("half of a fi", _files.Get(kPath + ".broken"));
+        if (!failed) {
+            break;
+        }
+    }
+    EXPECT_LT(3U, thrown);
+}
+
 TEST_F(IniFileStoreTest, RefusesToStartEmptyWhenNothingCanBeRead) {
     _files.Put(kPath, "# zumra settings 1\nnonsense\n# end\n");
     try {
