@@ -179,7 +179,10 @@ TEST_F(RemoteHostileTests, ServerThatRefusesTheSubscriptionsIsTriedAgain) {
 }
 
 /// They came about in two requests, and are more than the server takes in one.
-TEST_F(RemoteHostileTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts) {
+class RenewalTests : public RemoteHostileTests, public testing::WithParamInterface<bool> {};
+
+TEST_P(RenewalTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts) {
+    const std::string between = GetParam() ? "" : "[a]\nx = 3\n\n";  // what becomes of the first part's group
     Client client(Options(kNever));
     Recorder callback;
     PlayedConnection first = Welcome();
@@ -203,14 +206,17 @@ TEST_F(RemoteHostileTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts)
         EXPECT_EQ(third.AwaitLine("."), "get delimited\n" + group + "\n");
     }
     third.Say("synced\ndata\n[a]\nx = 2\n\n.\n");
-    third.Say("async change\na\n.\n[a]\nx = 3\n\n.\n");
+    third.Say("async change\na\n.\n" + between + ".\n");
     third.Say("synced\ndata\n[b]\nx = 2\n\n.\n");
     third.Say("async change\nb\n.\n[b]\nx = 3\n\n.\n");
     callback.WaitForCalls(2);
     const auto calls = callback.Calls();
-    EXPECT_EQ(calls[0].data.SaveToString(), "[a]\nx = 3\n\n[b]\nx = 2\n\n") << "all at once, as it is then";
+    EXPECT_EQ(calls[0].changed, (std::set<std::string>{"a", "b"}));
+    EXPECT_EQ(calls[0].data.SaveToString(), between + "[b]\nx = 2\n\n") << "all at once, as it is then";
     EXPECT_EQ(calls[1].data.SaveToString(), "[b]\nx = 3\n\n");
 }
+
+INSTANTIATE_TEST_SUITE_P(GroupGoesMeanwhile, RenewalTests, testing::Bool());
 
 TEST_F(RemoteHostileTests, NothingIsToldOfARenewalThatFailsHalfWay) {
     Client client(Options(kNever));
