@@ -10,18 +10,17 @@
 // input.
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 
 #include "Fuzz.h"
 #include "Memory.h"
+#include "Rights.h"
 #include "settings/client/commands/ReplyLine.h"
 #include "settings/client/connection/Notification.h"
 #include "settings/server/Session.h"
 #include "zumra/osa/Exception.h"
-#include "zumra/settings/server/IRestrictedSettingsLoader.h"
 #include "zumra/settings/server/ISettingsPersister.h"
 #include "zumra/settings/server/SerializationManager.h"
 #include "zumra/settings/server/SettingsCombiner.h"
@@ -69,21 +68,6 @@ private:
     bool _mended = false;
     core::IniFile _defaults;
     core::IniFile _saved;
-};
-
-class Rights : public IRestrictedSettingsLoader {
-public:
-    RestrictedGroups LoadRestrictedGroups() override {
-        RestrictedGroups::Users everyone;
-        everyone.everyone = true;
-        RestrictedGroups::Users first;
-        first.uids = {0};
-        return {{{common::GroupNameMatcher("hidden"), first, everyone},
-                 {common::GroupNameMatcher("fixed"), everyone, {}}}};
-    }
-    static std::shared_ptr<const Identity> Of(std::uint32_t number) {
-        return std::make_shared<const Identity>(Identity{number, {}, std::nullopt});
-    }
 };
 
 core::IniFile Everything(const SettingsManager& manager) {
@@ -146,8 +130,8 @@ public:
             _observer = std::make_unique<Observer>(_env, _manager);
         }
         for (std::uint32_t i = 0; i < 2; ++i) {
-            _sessions[i] =
-                std::make_unique<Session>(_env, Session::Options{limits, Rights::Of(i), nullptr, nullptr});
+            _sessions[i] = std::make_unique<Session>(
+                _env, Session::Options{limits, fuzz::Rights::User(i), nullptr, nullptr});
         }
     }
 
@@ -230,7 +214,7 @@ private:
     const SessionLimits _limits;
     const bool _keepOutput;
     Disk _disk;
-    Rights _rights;
+    fuzz::Rights _rights{"hidden", "fixed", 2};  // who is none of them
     SettingsManager _manager{&_disk, &_rights};
     SerializationManager _serializers;
     ServerEnv _env{&_manager, &_serializers};

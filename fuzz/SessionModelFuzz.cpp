@@ -1,6 +1,6 @@
 // Two connections that ask for what the input chooses, beside a model of the store: every byte that either
 // gets, replies and notifications in their order, and the store are what the model says; what was saved is
-// the store.
+// the store. The second connection may not read one of the groups, and may only read another.
 #include <memory>
 #include <set>
 #include <sstream>
@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Fuzz.h"
+#include "Rights.h"
 #include "server/SessionHarness.h"
 #include "server/StoreModel.h"
 #include "settings/common/LineCodec.h"
@@ -24,6 +25,8 @@ using settings::server::Session;
 using settings::server::testing::StoreModel;
 using Names = StoreModel::Names;
 
+constexpr const char* kHidden = "b";
+constexpr const char* kReadOnly = "a/b";
 constexpr std::string_view kDefaults = "[a]\nx=1\ny=\n[a/b]\n[ZumraSettings/Removed]\na=\n[b]\nx=.\n";
 
 /// The input as choices; nothing but zeros when it is used up.
@@ -106,7 +109,27 @@ std::string PhpArray(const IniFile& document) {
 /// A connection, what it was subscribed to, and what it must have got.
 class Side {
 public:
-    explicit Side(settings::server::testing::Server& server) : _session(server.env, Session::Options()) {}
+    Side(settings::server::testing::Server& server, std::uint32_t number)
+        : _number(number), _session(server.env, {{}, fuzz::Rights::User(number), nullptr, nullptr}) {}
+
+    [[nodiscard]] bool MayRead(const std::string& group) const { return _number == 0 || group != kHidden; }
+    /// The groups of the document that it may read and that match.
+    [[nodiscard]] Names Among(const IniFile& document, const Names& patterns) const {
+        Names groups = StoreModel::Matching(document, patterns);
+        std::erase_if(groups, [this](const std::string& group) { return !MayRead(group); });
+        return groups;
+    }
+    /// Whether all of these may be written; the error where not.
+    bool AskToWrite(const Names& groups) {
+        for (const std::string& group : groups) {
+            if (_number != 0 && (group == kHidden || group == kReadOnly)) {
+                Expect("error\nnot allowed to write group '" + group + "'\n");
+                return false;
+            }
+        }
+        return true;
+    }
+    bool AskToWrite(const IniFile& document) { return AskToWrite(StoreModel::Matching(document, {"*"})); }
 
     void Say(std::string_view request, std::size_t piece) {
         for (; !request.empty(); request.remove_prefix(std::min(piece, request.size()))) {
@@ -126,7 +149,7 @@ public:
         IniFile data;
         std::string lines;
         for (const std::string& name : reported) {
-            if (!wanted.Matches(name)) {
+            if (!wanted.Matches(name) || !MayRead(name)) {
                 continue;
             }
             lines += settings::common::LineCodec::Encode(name) + "\n";
@@ -151,6 +174,7 @@ public:
     bool phpArray = false;
 
 private:
+    const std::uint32_t _number;
     Session _session;
     std::string _got;
     std::string _expected;
@@ -183,23 +207,31 @@ private:
         switch (_choices.Below(11)) {
             case 0: {
                 const IniFile settings = _choices.Document();
-                Changed(_model.Merge(settings));
+                if (side.AskToWrite(settings)) {
+                    Changed(_model.Merge(settings));
+                }
                 return "merge\n" + side.Merged(settings);
             }
             case 1: {
                 const Names groups = _choices.Patterns();
                 const IniFile settings = _choices.Document();
-                Changed(_model.Overwrite(groups, settings));
+                Overwrite(side, groups, settings);
                 return "overwrite\n" + List(groups) + Ini(settings);
             }
             case 2: {
                 const Names groups = _choices.Patterns();
-                Changed(_model.Erase(groups));
+                const Names chosen = side.Among(_model.Groups(), groups);
+                if (side.AskToWrite(chosen)) {
+                    Changed(_model.Erase(chosen));
+                }
                 return "erase\n" + List(groups);
             }
             case 3: {
                 const Names groups = _choices.Patterns();
-                Changed(_model.Restore(groups));
+                const Names chosen = side.Among(_model.Defaults(), groups);
+                if (side.AskToWrite(chosen)) {
+                    Changed(_model.Restore(chosen));
+                }
                 return "restore\n" + List(groups);
             }
             case 4:
@@ -208,7 +240,7 @@ private:
                 return AskExactTest(side);
             case 6: {
                 const Names groups = _choices.Patterns();
-                side.Expect("data\n" + side.Written(Selected(groups)) + ".\n");
+                side.Expect("data\n" + side.Written(Selected(side, groups)) + ".\n");
                 return "get delimited\n" + List(groups);
             }
             case 7: {
@@ -231,6 +263,19 @@ private:
         }
     }
 
+    /// False when it is refused.
+    bool Overwrite(Side& side, const Names& groups, const IniFile& settings) {
+        Names chosen = side.Among(_model.Groups(), groups);
+        for (const auto& group : settings) {
+            chosen.erase(group.first);
+        }
+        if (!side.AskToWrite(settings) || !side.AskToWrite(chosen)) {
+            return false;
+        }
+        Changed(_model.Overwrite(chosen, settings));
+        return true;
+    }
+
     std::string AskValues(Side& side) {
         IniFile found;
         std::string lines;
@@ -238,7 +283,7 @@ private:
             const std::string group = _choices.Group();
             const std::string name = _choices.Name();
             lines += settings::common::SettingLocator{group, name}.ToString() + "\n";
-            if (_model.Groups().FindGroup(group) == nullptr) {
+            if (_model.Groups().FindGroup(group) == nullptr || !side.MayRead(group)) {
                 continue;
             }
             IniFile::Group& there = found[group];
@@ -257,13 +302,15 @@ private:
         for (const auto& [group, values] : expected) {
             for (const auto& [name, value] : values) {
                 const std::string* stored = _model.Groups().FindValue(group, name);
-                holds = holds && stored != nullptr && *stored == value;
+                holds = holds && stored != nullptr && *stored == value && side.MayRead(group);
             }
         }
-        if (holds) {
-            Changed(_model.Merge(settings));
+        if (side.AskToWrite(settings)) {
+            if (holds) {
+                Changed(_model.Merge(settings));
+            }
+            side.Expect(holds ? "result\nok\n" : "result\nrefused\n");
         }
-        side.Expect(holds ? "result\nok\n" : "result\nrefused\n");
         return "test-and-merge\n" + Ini(expected) + Ini(settings);
     }
 
@@ -271,13 +318,19 @@ private:
     std::string AskExactTest(Side& side) {
         const Names groups = _choices.Patterns();
         const bool overwrite = _choices.Below(2) == 1;
-        const IniFile expected = _choices.Below(2) == 1 ? Selected(groups) : _choices.Document();
+        const IniFile expected = _choices.Below(2) == 1 ? Selected(side, groups) : _choices.Document();
         const IniFile settings = _choices.Document();
-        const bool holds = expected == Selected(groups);
-        if (holds) {
-            Changed(overwrite ? _model.Overwrite(groups, settings) : _model.Merge(settings));
+        const bool holds = expected == Selected(side, groups);
+        if (side.AskToWrite(settings)) {
+            if (!holds) {
+                side.Expect("result\nrefused\n");
+            } else if (!overwrite) {
+                Changed(_model.Merge(settings));
+                side.Expect("result\nok\n");
+            } else if (Overwrite(side, groups, settings)) {
+                side.Expect("result\nok\n");
+            }
         }
-        side.Expect(holds ? "result\nok\n" : "result\nrefused\n");
         return (overwrite ? "test-exactly-and-overwrite\n" : "test-exactly-and-merge\n") + List(groups) +
                Ini(expected) + Ini(settings);
     }
@@ -301,9 +354,9 @@ private:
         }
     }
 
-    [[nodiscard]] IniFile Selected(const Names& groups) const {
+    [[nodiscard]] IniFile Selected(const Side& side, const Names& groups) const {
         IniFile selected;
-        for (const std::string& name : StoreModel::Matching(_model.Groups(), groups)) {
+        for (const std::string& name : side.Among(_model.Groups(), groups)) {
             selected.SetGroup(name, *_model.Groups().FindGroup(name));
         }
         return selected;
@@ -320,10 +373,11 @@ private:
     }
 
     Choices _choices;
-    settings::server::testing::Server _server{kDefaults};
+    fuzz::Rights _rights{kHidden, kReadOnly, 0};
+    settings::server::testing::Server _server{kDefaults, &_rights};
     StoreModel _model{_server.persister.defaults};
     std::uint64_t _revision;
-    Side _sides[2] = {Side(_server), Side(_server)};
+    Side _sides[2] = {Side(_server, 0), Side(_server, 1)};
 };
 
 }  // namespace
