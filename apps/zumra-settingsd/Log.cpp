@@ -1,5 +1,6 @@
 #include "zumra-settingsd/Log.h"
 
+#include <new>
 #include <string>
 
 #include "zumra-settingsd/LogWriter.h"
@@ -34,8 +35,13 @@ Log::~Log() {
 }
 
 void Log::Write(Level level, std::string_view event) {
-    if (level <= _least) {
+    if (level > _least) {
+        return;
+    }
+    try {
         _writer->Add(Line(level, event));
+    } catch (const std::bad_alloc&) {
+        _writer->Drop();
     }
 }
 

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <new>
 #include <utility>
 
 namespace zumra::settingsd {
@@ -31,7 +33,17 @@ void LogWriter::Add(std::string_view line) {
         ++_dropped;
         return;
     }
-    _waiting += line;
+    try {
+        _waiting += line;
+    } catch (const std::bad_alloc&) {
+        ++_dropped;
+    }
+    _changed.NotifyAll();
+}
+
+void LogWriter::Drop() {
+    const osa::MutexLock lock(_mutex);
+    ++_dropped;
     _changed.NotifyAll();
 }
 
@@ -42,10 +54,10 @@ void LogWriter::Run() {
         std::size_t dropped = 0;
         {
             const osa::MutexLock lock(_mutex);
-            while (_waiting.empty() && !_ending) {
+            while (_waiting.empty() && _dropped == 0 && !_ending) {
                 _changed.Wait(_mutex);
             }
-            if (_waiting.empty()) {
+            if (_waiting.empty() && _dropped == 0) {
                 _ended = true;
                 _changed.NotifyAll();
                 return;
@@ -63,9 +75,13 @@ void LogWriter::Run() {
     }
 }
 
+/// Also where there is no memory: then lines are lost, too.
 bool LogWriter::TellOfLost(std::size_t count) {
-    return Put("<4>" + std::to_string(count) +
-               " lines of the log are missing here, for they could not be written\n") == 0;
+    char line[100];
+    const int size =
+        std::snprintf(line, sizeof line,
+                      "<4>%zu lines of the log are missing here, for they could not be written\n", count);
+    return Put({line, static_cast<std::size_t>(size)}) == 0;
 }
 
 std::size_t LogWriter::Put(std::string_view lines) {
@@ -84,8 +100,10 @@ std::size_t LogWriter::Put(std::string_view lines) {
 }
 
 std::size_t LogWriter::PutPiece(std::string_view piece) {
-    const std::string mended = _torn ? "\n" + std::string(piece) : std::string();
-    std::string_view rest = _torn ? mended : piece;
+    return _torn && PutBytes("\n") > 0 ? piece.size() : PutBytes(piece);
+}
+
+std::size_t LogWriter::PutBytes(std::string_view rest) {
     while (!rest.empty()) {
         const ssize_t put = _write(_descriptor, rest.data(), rest.size());
         if (put > 0) {
@@ -96,7 +114,7 @@ std::size_t LogWriter::PutPiece(std::string_view piece) {
             pollfd room{_descriptor, POLLOUT, 0};
             ::poll(&room, 1, -1);
         } else if (put == 0 || errno != EINTR) {
-            return std::min(rest.size(), piece.size());
+            return rest.size();
         }
     }
     return 0;

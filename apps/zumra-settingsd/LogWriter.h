@@ -30,8 +30,10 @@ public:
     LogWriter(const LogWriter&) = delete;
     LogWriter& operator=(const LogWriter&) = delete;
 
-    /// `line` ends in a line end. Never waits.
+    /// `line` ends in a line end. Never waits. A line for which there is no memory is dropped.
     void Add(std::string_view line);
+    /// Counts a line that its writer could not make, for want of memory.
+    void Drop();
     /// Returns true when everything is written, and false when nothing could be for a second: somebody still
     /// holds the other end and does not read. The thread then waits for them for ever; this must not be
     /// destroyed. Once, after the last `Add`.
@@ -43,6 +45,7 @@ private:
     std::size_t Put(std::string_view lines);
     /// How many bytes of `piece` are lost.
     [[nodiscard]] std::size_t PutPiece(std::string_view piece);
+    [[nodiscard]] std::size_t PutBytes(std::string_view rest);
     [[nodiscard]] bool TellOfLost(std::size_t count);
 
     const int _descriptor;

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/FailingMemory.h"
 #include "support/TemporaryDirectory.h"
 #include "zumra-settingsd/LogWriter.h"
 
@@ -215,6 +216,33 @@ TEST(LogWriterTest, TellsWhatFoundNoRoomOnADisk) {
     ASSERT_TRUE(writer.Finish());
     EXPECT_EQ("whole\na\n<4>1 lines of the log are missing here, for they could not be written\nlater\n",
               Disk::TakeText());
+}
+
+TEST(LogWriterTest, TellsWhatFoundNoMemory) {
+    const std::string longLine = std::string(1000, 'x') + "\n";
+    LogWriter writer(0, &Disk::Write);
+    Disk::SetRoom(1000);
+    {
+        const test::FailingMemory failing(1, true);
+        writer.Add(longLine);
+        EXPECT_TRUE(failing.Failed());
+    }
+    Disk::WaitForCalls(1);
+    writer.Add("later\n");
+    ASSERT_TRUE(writer.Finish());
+    EXPECT_EQ("<4>1 lines of the log are missing here, for they could not be written\nlater\n",
+              Disk::TakeText());
+}
+
+TEST_F(LogTest, ALineWithoutMemoryHoldsUpNobody) {
+    {
+        const std::string event(1000, 'x');
+        Log log(Log::kInfo, _fd);
+        const test::FailingMemory failing(1, true);
+        log.Error(event);
+        EXPECT_TRUE(failing.Failed());
+    }
+    EXPECT_EQ("<4>1 lines of the log are missing here, for they could not be written\n", Text());
 }
 
 TEST(LogWriterTest, PutsNothingBeforeWhatIsMissing) {
