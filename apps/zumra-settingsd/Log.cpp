@@ -30,7 +30,7 @@ Log::Log(Level least, int descriptor) : _least(least), _writer(std::make_unique<
 
 Log::~Log() {
     if (!_writer->Finish()) {
-        static_cast<void>(_writer.release());  // Its thread uses it as long as the process lives.
+        static_cast<void>(_writer.release());  // It is its thread's now.
     }
 }
 

@@ -48,6 +48,20 @@ void LogWriter::Drop() {
 }
 
 void LogWriter::Run() {
+    WriteAll();
+    bool abandoned = false;
+    {
+        const osa::MutexLock lock(_mutex);
+        _ended = true;
+        abandoned = _abandoned;
+        _changed.NotifyAll();
+    }
+    if (abandoned) {
+        delete this;
+    }
+}
+
+void LogWriter::WriteAll() {
     std::size_t lost = 0;
     for (;;) {
         std::string lines;
@@ -58,8 +72,6 @@ void LogWriter::Run() {
                 _changed.Wait(_mutex);
             }
             if (_waiting.empty() && _dropped == 0) {
-                _ended = true;
-                _changed.NotifyAll();
                 return;
             }
             lines.swap(_waiting);
@@ -130,6 +142,7 @@ bool LogWriter::Finish() {
             const auto deadline = std::chrono::steady_clock::now() + kLastLines;
             while (!_ended && _pieces == pieces) {
                 if (!_changed.WaitUntil(_mutex, deadline)) {
+                    _abandoned = true;
                     _thread.detach();
                     return false;
                 }

@@ -35,12 +35,13 @@ public:
     /// Counts a line that its writer could not make, for want of memory.
     void Drop();
     /// Returns true when everything is written, and false when nothing could be for a second: somebody still
-    /// holds the other end and does not read. The thread then waits for them for ever; this must not be
-    /// destroyed. Once, after the last `Add`.
+    /// holds the other end and does not read. The thread then waits for them, maybe for ever; this belongs to
+    /// it, and must have been made by `new`. Once, after the last `Add`.
     [[nodiscard]] bool Finish();
 
 private:
     void Run();
+    void WriteAll();
     /// How many lines of `lines` are lost.
     std::size_t Put(std::string_view lines);
     /// How many bytes of `piece` are lost.
@@ -57,6 +58,7 @@ private:
     std::uint64_t _pieces ZUMRA_GUARDED_BY(_mutex) = 0;  ///< written
     bool _ending ZUMRA_GUARDED_BY(_mutex) = false;
     bool _ended ZUMRA_GUARDED_BY(_mutex) = false;
+    bool _abandoned ZUMRA_GUARDED_BY(_mutex) = false;  ///< nobody but the thread has it any more
     bool _torn = false;  ///< what was written last is no whole line; the thread's own
     std::thread _thread;
 };
