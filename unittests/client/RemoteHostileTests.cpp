@@ -41,6 +41,20 @@ protected:
         connection.Answer("sync", "synced\n");
         return connection;
     }
+    /// A connection over which two groups are subscribed to, one after the other, before it is closed.
+    void SubscribeAndLeave(Client& client, Recorder& callback) const {
+        PlayedConnection connection = Welcome();
+        std::thread subscriber([&] {
+            client.Subscribe(&callback, "a");
+            client.Subscribe(&callback, "b");
+        });
+        for (const std::string group : {"a", "b"}) {
+            connection.Answer("sync", "synced\n");
+            connection.Answer(".", "data\n[" + group + "]\nx = 1\n\n.\n");
+        }
+        subscriber.join();
+        connection.Close();
+    }
 
     ListeningSocket _listening;
 };
@@ -185,17 +199,7 @@ TEST_P(RenewalTests, SubscriptionsThatAreRefusedTogetherAreRenewedInParts) {
     const std::string between = GetParam() ? "" : "[a]\nx = 3\n\n";  // what becomes of the first part's group
     Client client(Options(kNever));
     Recorder callback;
-    PlayedConnection first = Welcome();
-    std::thread subscriber([&] {
-        client.Subscribe(&callback, "a");
-        client.Subscribe(&callback, "b");
-    });
-    for (const std::string group : {"a", "b"}) {
-        first.Answer("sync", "synced\n");
-        first.Answer(".", "data\n[" + group + "]\nx = 1\n\n.\n");
-    }
-    subscriber.join();
-    first.Close();
+    SubscribeAndLeave(client, callback);
     PlayedConnection second = _listening.Play();
     EXPECT_EQ(second.AwaitLine("sync"), "subscribe\na\nb\n.\n");
     second.AwaitLine(".");
@@ -221,17 +225,7 @@ INSTANTIATE_TEST_SUITE_P(GroupGoesMeanwhile, RenewalTests, testing::Bool());
 TEST_F(RemoteHostileTests, NothingIsToldOfARenewalThatFailsHalfWay) {
     Client client(Options(kNever));
     Recorder callback;
-    PlayedConnection first = Welcome();
-    std::thread subscriber([&] {
-        client.Subscribe(&callback, "a");
-        client.Subscribe(&callback, "b");
-    });
-    for (const std::string group : {"a", "b"}) {
-        first.Answer("sync", "synced\n");
-        first.Answer(".", "data\n[" + group + "]\nx = 1\n\n.\n");
-    }
-    subscriber.join();
-    first.Close();
+    SubscribeAndLeave(client, callback);
     PlayedConnection second = _listening.Play();
     second.AwaitLine("sync");
     // What follows the refusal is already there when the client ends this connection.
