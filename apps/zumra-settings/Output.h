@@ -51,7 +51,7 @@ void WriteDocument(std::ostream& out, Form form, const Style& style, const core:
 
 /// Writes names of groups: one a line, each as `GroupWord` gives it; an array; or with a NUL byte behind
 /// each.
-void WriteGroupNames(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& texts);
+void WriteGroupNames(std::ostream& out, Form form, const Style& style, const std::vector<std::string>& names);
 
 /// Writes one value as it is, with a line end behind it for people.
 void WriteValue(std::ostream& out, Form form, const Style& style, const std::string& value);

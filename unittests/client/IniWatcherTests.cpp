@@ -7,7 +7,7 @@
 #include <string>
 
 #include "client/EveryMode.h"
-#include "client/FakeBackend.h"
+#include "client/FaultyBackendTests.h"
 #include "settings/client/InProcessServer.h"
 #include "zumra/osa/Exception.h"
 
@@ -230,20 +230,8 @@ TEST_P(IniWatcherTests, SeesWhatAnotherClientDidBeforeTheUpdate) {
     }
 }
 
-// With a backend that can be made to fail.
-class IniWatcherFaultTests : public testing::Test {
+class IniWatcherFaultTests : public FaultyBackendTests {
 protected:
-    void Fail(const std::string& failing) {
-        _backend->onCall = [failing](const std::string& operation) {
-            if (operation == failing) {
-                throw osa::Exception("no server");
-            }
-        };
-    }
-    void Mend() { _backend->onCall = nullptr; }
-
-    client::FakeBackend* _backend = new client::FakeBackend;  // owned by the client
-    ZumraSettingsClient _client{std::unique_ptr<client::IBackend>(_backend)};
     core::IniFile _document;
     IniWatcher _watcher{&_client, &_document};
 };

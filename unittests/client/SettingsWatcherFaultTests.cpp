@@ -1,30 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "client/EveryMode.h"
-#include "client/FakeBackend.h"
+#include "client/FaultyBackendTests.h"
 #include "zumra/osa/Exception.h"
 #include "zumra/settings/SettingsWatcher.h"
 
 namespace zumra::settings {
 namespace {
 
-/// With a backend that can be made to fail.
-class SettingsWatcherFaultTests : public testing::Test {
+class SettingsWatcherFaultTests : public FaultyBackendTests {
 protected:
-    void Fail(const std::string& failing) {
-        _backend->onCall = [failing](const std::string& operation) {
-            if (operation == failing) {
-                throw osa::Exception("no server");
-            }
-        };
-    }
-    void Mend() { _backend->onCall = nullptr; }
-
-    client::FakeBackend* _backend = new client::FakeBackend;  // owned by the client
-    ZumraSettingsClient _client{std::unique_ptr<client::IBackend>(_backend)};
     SettingsWatcher _watcher{&_client};
 };
 

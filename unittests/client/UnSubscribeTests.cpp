@@ -17,6 +17,22 @@ using test::Recorder;
 
 class UnSubscribeTests : public testing::TestWithParam<Client::OperationMode> {
 protected:
+    /// Begins while a call runs, which `release` lets go on, and raises `returned` at its own end.
+    void UnSubscribeDuringCall(Recorder& callback, Event& release, Event& returned) {
+        Event unsubscribing;
+        std::thread other([&] {
+            unsubscribing.Set();
+            _client.UnSubscribe(&callback);
+            returned.Set();
+        });
+        unsubscribing.Wait();
+        for (int i = 0; i < 1000; ++i) {
+            std::this_thread::yield();
+        }
+        release.Set();
+        other.join();
+    }
+
     Client _client{GetParam()};
 };
 
@@ -90,19 +106,8 @@ TEST_P(UnSubscribeTests, WaitsForTheCallThatIsRunning) {
     _client.Subscribe(&callback, "a");
     std::thread changing([&] { _client.SetValue("[a]x", "1"); });
     inside.Wait();
-    Event unsubscribing;
-    std::thread other([&] {
-        unsubscribing.Set();
-        _client.UnSubscribe(&callback);
-        returned.Set();
-    });
-    unsubscribing.Wait();
-    for (int i = 0; i < 1000; ++i) {
-        std::this_thread::yield();
-    }
-    release.Set();
+    UnSubscribeDuringCall(callback, release, returned);
     changing.join();
-    other.join();
     EXPECT_FALSE(returnedTooEarly);
     _client.SetValue("[a]x", "2");
     Drain(_client);
@@ -128,19 +133,8 @@ TEST_P(UnSubscribeTests, WaitsForACallThatHasUnSubscribedItself) {
     _client.Subscribe(&callback, "a");
     std::thread changing([&] { _client.SetValue("[a]x", "1"); });
     inside.Wait();
-    Event unsubscribing;
-    std::thread other([&] {
-        unsubscribing.Set();
-        _client.UnSubscribe(&callback);
-        returned.Set();
-    });
-    unsubscribing.Wait();
-    for (int i = 0; i < 1000; ++i) {
-        std::this_thread::yield();
-    }
-    release.Set();
+    UnSubscribeDuringCall(callback, release, returned);
     changing.join();
-    other.join();
     done.Wait();
     EXPECT_FALSE(returnedTooEarly);
 }
